@@ -1,0 +1,236 @@
+// Sending over a loopback session: the component beside a bare socket client that plays the same dialogue
+// with the same chunk sizes, and beside libcurl. The CPU column is the time of the sending thread alone; the
+// server runs in a process of its own.
+#include <arpa/inet.h>
+#include <benchmark/benchmark.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#ifdef QUORVEL_HAVE_CURL
+#include <curl/curl.h>
+#endif
+
+#include "core/log.h"
+#include "core/log_store.h"
+#include "email/distribution_list.h"
+#include "email/email.h"
+#include "mail_server/mail_server.h"
+#include "net/progress_monitor.h"
+#include "net/smtp_session.h"
+
+namespace {
+
+constexpr std::size_t kSmall = 10 * 1024;
+constexpr std::size_t kLarge = 50 * 1024 * 1024;
+
+/// The server's process; it ends with this one.
+class Server {
+ public:
+  Server() {
+    int pipe[2];
+    if (::pipe(pipe) != 0) std::abort();
+    if (::fork() == 0) {
+      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+      qv::MailServerOptions options;
+      options.rules.discardText = true;
+      qv::MailServer server;
+      const std::uint16_t port = server.start(0, "", options) ? server.port() : 0;
+      if (::write(pipe[1], &port, sizeof port) != sizeof port) std::_Exit(1);
+      for (;;) ::pause();
+    }
+    if (::read(pipe[0], &port_, sizeof port_) != sizeof port_ || port_ == 0) std::abort();
+  }
+  std::uint16_t port() const { return port_; }
+
+ private:
+  std::uint16_t port_ = 0;
+};
+
+std::uint16_t serverPort() {
+  static const Server server;
+  return server.port();
+}
+
+std::string prose(std::size_t size) {
+  std::string text;
+  text.reserve(size + 80);
+  while (text.size() < size)
+    text += "The quick brown fox jumps over the lazy dog, again and again and again.\r\n";
+  return text;
+}
+
+std::unique_ptr<qv::Email> message(std::size_t size) {
+  auto email = std::make_unique<qv::Email>(nullptr);
+  email->setFrom("sender@example.org");
+  email->addTo("", "reader@example.org");
+  email->setSubject("Order 4711");
+  email->setBody(prose(size), false);
+  return email;
+}
+
+/// Writes all of it and reads one reply line for each line end asked for.
+class BareClient {
+ public:
+  explicit BareClient(std::uint16_t port) : handle_(::socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const int on = 1;
+    ::setsockopt(handle_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    if (::connect(handle_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) std::abort();
+    expect("220");
+    ask("EHLO bench.example.org\r\n", "250");
+  }
+  ~BareClient() { ::close(handle_); }
+
+  void send(std::string_view text) {
+    ask("MAIL FROM:<sender@example.org>\r\n", "250");
+    ask("RCPT TO:<reader@example.org>\r\n", "250");
+    ask("DATA\r\n", "354");
+    sendPaced(text);
+    ask("\r\n.\r\n", "250");
+  }
+
+ private:
+  static std::uint64_t milliseconds() {
+    using namespace std::chrono;
+    return static_cast<std::uint64_t>(
+        duration_cast<std::chrono::milliseconds>(steady_clock::now().time_since_epoch()).count());
+  }
+  void sendAll(std::string_view text) {
+    while (!text.empty()) {
+      const ssize_t sent = ::send(handle_, text.data(), text.size(), MSG_NOSIGNAL);
+      if (sent <= 0) std::abort();
+      text.remove_prefix(static_cast<std::size_t>(sent));
+    }
+  }
+  /// The chunk sizes of the component's paced sending.
+  void sendPaced(std::string_view text) {
+    std::size_t chunk = 3000;
+    std::uint64_t total = 0, elapsed = 0;
+    while (!text.empty()) {
+      const std::string_view part = text.substr(0, chunk);
+      const std::uint64_t start = milliseconds();
+      sendAll(part);
+      elapsed += milliseconds() - start;
+      total += part.size();
+      text.remove_prefix(part.size());
+      chunk = elapsed <= 10 ? 1000 : std::clamp<std::uint64_t>(total * 500 / elapsed, 1000, 2 * chunk);
+    }
+  }
+  void ask(std::string_view command, std::string_view code) {
+    sendAll(command);
+    expect(code);
+  }
+  void expect(std::string_view code) {
+    std::string reply;
+    char buffer[1000];
+    std::size_t line = 0;
+    for (;;) {
+      const ssize_t got = ::recv(handle_, buffer, sizeof buffer, 0);
+      if (got <= 0) std::abort();
+      reply.append(buffer, static_cast<std::size_t>(got));
+      for (std::size_t end; (end = reply.find("\r\n", line)) != std::string::npos; line = end + 2) {
+        if (reply[line + 3] == '-') continue;
+        if (reply.compare(line, 3, code) != 0) std::abort();
+        return;
+      }
+    }
+  }
+  int handle_;
+};
+
+void report(benchmark::State& state, std::size_t size) {
+  const auto rounds = static_cast<std::int64_t>(state.iterations());
+  state.SetBytesProcessed(static_cast<std::int64_t>(size) * rounds);
+  state.SetItemsProcessed(rounds);
+}
+
+void component(benchmark::State& state) {
+  const auto size = static_cast<std::size_t>(state.range(0));
+  auto store = std::make_shared<qv::LogStore>();
+  qv::CLogImpl log(store);
+  qv::SmtpSettings settings{};
+  settings.host = "127.0.0.1";
+  settings.port = serverPort();
+  settings.authMethod = "NONE";
+  const auto session = qv::smtpConnect(settings, &log);
+  const auto email = message(size);
+  qv::DistributionList rejected;
+  for (auto _ : state) {
+    log.CheckHighWater();
+    const qv::LogContext context(&log, "SendEmail");
+    qv::ProgressMonitor progress(qv::ProgressMonitor::kMailSender, qv::ProgressMonitor::kSending,
+                                 static_cast<std::uint32_t>(size * 3 / 2 + 200), nullptr);
+    qv::SendOutcome outcome;
+    if (!session || !session->sendEmail(email.get(), "", &log, &progress, outcome, rejected, true)) {
+      state.SkipWithError("the message was not sent");
+      break;
+    }
+  }
+  report(state, size);
+}
+BENCHMARK(component)->Name("send/component")->Arg(kSmall)->Arg(kLarge);
+
+void bare(benchmark::State& state) {
+  const auto size = static_cast<std::size_t>(state.range(0));
+  qv::StringBuffer text;
+  message(size)->writeMime(text, "QVX-");
+  BareClient client(serverPort());
+  for (auto _ : state) client.send(text);
+  report(state, size);
+}
+BENCHMARK(bare)->Name("send/bare")->Arg(kSmall)->Arg(kLarge);
+
+#ifdef QUORVEL_HAVE_CURL
+void withCurl(benchmark::State& state) {
+  const auto size = static_cast<std::size_t>(state.range(0));
+  qv::StringBuffer text;
+  message(size)->writeMime(text, "QVX-");
+  struct Source {
+    std::string_view rest;
+    static std::size_t read(char* buffer, std::size_t unit, std::size_t count, void* user) {
+      auto& source = *static_cast<Source*>(user);
+      const std::size_t taken = source.rest.copy(buffer, unit * count);
+      source.rest.remove_prefix(taken);
+      return taken;
+    }
+  };
+  CURL* curl = curl_easy_init();
+  const std::string url = "smtp://127.0.0.1:" + std::to_string(serverPort());
+  curl_slist* recipients = curl_slist_append(nullptr, "<reader@example.org>");
+  Source source;
+  curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+  curl_easy_setopt(curl, CURLOPT_MAIL_FROM, "<sender@example.org>");
+  curl_easy_setopt(curl, CURLOPT_MAIL_RCPT, recipients);
+  curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
+  curl_easy_setopt(curl, CURLOPT_READFUNCTION, &Source::read);
+  curl_easy_setopt(curl, CURLOPT_READDATA, &source);
+  for (auto _ : state) {
+    source.rest = text;
+    if (curl_easy_perform(curl) != CURLE_OK) {
+      state.SkipWithError("libcurl did not send the message");
+      break;
+    }
+  }
+  curl_slist_free_all(recipients);
+  curl_easy_cleanup(curl);
+  report(state, size);
+}
+BENCHMARK(withCurl)->Name("send/libcurl")->Arg(kSmall)->Arg(kLarge);
+#endif
+
+}  // namespace

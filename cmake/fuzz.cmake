@@ -1,0 +1,12 @@
+# fuzz/<name>.cc -> build/fuzz/bin/fuzz_<name>, a libFuzzer program over all rooms (./dev fuzz).
+if(NOT CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  message(FATAL_ERROR "QUORVEL_FUZZ needs clang++ (cmake --preset fuzz)")
+endif()
+file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/fuzz/*.cc)
+foreach(source IN LISTS sources)
+  cmake_path(GET source STEM name)
+  add_executable(fuzz_${name} ${source})
+  set_target_properties(fuzz_${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+  target_compile_options(fuzz_${name} PRIVATE ${QUORVEL_WARNINGS})
+  target_link_libraries(fuzz_${name} PRIVATE qv_api -fsanitize=fuzzer)
+endforeach()

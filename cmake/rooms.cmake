@@ -1,0 +1,21 @@
+# quorvel_room(name [library...]): the static library qv_<name> of src/<name>/*.cc, which sees the given
+# libraries. A room that has no source yet is an interface library. QUORVEL_ROOMS lists the rooms with sources.
+set(QUORVEL_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  list(APPEND QUORVEL_WARNINGS -Wno-restrict)  # false alarms inside std::string (GCC bug 105651)
+endif()
+
+function(quorvel_room name)
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${name}/*.cc)
+  if(NOT sources)
+    add_library(qv_${name} INTERFACE)
+    target_include_directories(qv_${name} INTERFACE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+    target_link_libraries(qv_${name} INTERFACE ${ARGN} Threads::Threads)
+    return()
+  endif()
+  add_library(qv_${name} STATIC ${sources})
+  target_include_directories(qv_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+  target_compile_options(qv_${name} PRIVATE ${QUORVEL_WARNINGS})
+  target_link_libraries(qv_${name} PUBLIC ${ARGN} Threads::Threads)
+  set(QUORVEL_ROOMS ${QUORVEL_ROOMS} ${name} PARENT_SCOPE)
+endfunction()

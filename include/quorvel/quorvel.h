@@ -1,0 +1,10 @@
+// quorvel, an in-process e-mail component. This header is all that a C++ host includes.
+#pragma once
+
+#include <quorvel/component.h>
+#include <quorvel/dispatch.h>
+#include <quorvel/email.h>
+#include <quorvel/log.h>
+#include <quorvel/mail_man.h>
+#include <quorvel/object.h>
+#include <quorvel/outgoing.h>

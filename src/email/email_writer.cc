@@ -1,0 +1,191 @@
+// Writing a message as text, and facts about it.
+#include <array>
+#include <cstdio>
+
+#include "core/text.h"
+#include "email/email.h"
+#include "email/line_ends.h"
+#include "platform/clock.h"
+
+namespace qv {
+namespace {
+
+constexpr std::size_t kNone = std::string_view::npos;
+
+// Room for the text of a tree. Bodies that are not base64 get some for line ends and escapes.
+std::size_t estimatedSize(const Email& top) {
+  constexpr std::size_t kPerEntity = 120;  // delimiter, empty line, line ends
+  std::size_t size = 0;
+  Email::forEachEntity(top, [&size](const Email& entity) {
+    const std::size_t body = entity.body().getEstimatedEncodedSize();
+    const bool isBase64 = entity.body().coding() == MimeBody::Coding::base64;
+    size += kPerEntity + entity.header().getExactSize() + body + (isBase64 ? 0 : body / 8);
+  });
+  return size;
+}
+
+// Walks down a tree and writes it into one buffer. What is open stands in a list instead of on the call
+// stack.
+class TreeWriter {
+ public:
+  TreeWriter(StringBuffer& out, std::string_view excludePrefix) : out_(out), excludePrefix_(excludePrefix) {}
+
+  /// False when a boundary turned up in what it separates; `newBoundaries` makes that impossible.
+  bool write(const Email& top, bool newBoundaries) {
+    newBoundaries_ = newBoundaries;
+    open_.clear();
+    if (!writeEntity(top)) return false;
+    while (!open_.empty()) {
+      Multipart& current = open_.back();
+      if (current.next < current.entity->parts().size()) {
+        out_.append("--").append(current.boundary).append("\r\n");
+        if (!writeEntity(*current.entity->parts().at(current.next++))) return false;
+      } else {
+        out_.append("--").append(current.boundary).append("--\r\n");
+        open_.pop_back();
+        if (!open_.empty()) out_.append("\r\n");
+      }
+    }
+    return true;
+  }
+
+ private:
+  struct Multipart {
+    const Email* entity;
+    std::size_t next;  // part to write
+    std::string boundary;
+  };
+
+  bool writeEntity(const Email& entity) {
+    const std::size_t start = out_.size();
+    std::string boundary;
+    if (!entity.parts().empty()) boundary = boundaryFor(entity);
+    writeHeader(entity, boundary);
+    out_.append("\r\n\r\n");
+    if (entity.parts().empty()) return writeBody(entity, start);
+    if (holdsBoundary(start)) return false;
+    open_.push_back({&entity, 0, std::move(boundary)});
+    const std::size_t preamble = out_.size();
+    out_.append("This is a multi-part message in MIME format.\r\n\r\n");
+    return !holdsBoundary(preamble);
+  }
+
+  // Base64 cannot hold the "--" of a delimiter and is not searched: attachments are most of a large message.
+  bool writeBody(const Email& entity, std::size_t start) {
+    const MimeBody& body = entity.body();
+    const bool isBase64 = body.coding() == MimeBody::Coding::base64;
+    if (isBase64 && holdsBoundary(start)) return false;
+    if (body.coding() == MimeBody::Coding::raw) {
+      appendWithCrLf(body.data().view(), out_);
+    } else {
+      body.getEncodedBody(out_);
+    }
+    if (!isBase64 && holdsBoundary(start)) return false;
+    if (!open_.empty()) out_.append("\r\n");
+    return true;
+  }
+
+  std::string boundaryFor(const Email& entity) const {
+    const bool isUsable = entity.isMultipart() && !entity.boundary().empty() && !newBoundaries_;
+    return isUsable ? std::string(entity.boundary()) : Email::newBoundaryFor(entity.contentType());
+  }
+
+  void writeHeader(const Email& entity, std::string_view boundary) {
+    const bool isOwnBoundary = boundary.empty() || (entity.isMultipart() && boundary == entity.boundary());
+    const bool hasBcc = !excludePrefix_.empty() && entity.header().hasField("Bcc");
+    if (isOwnBoundary && !hasBcc) {
+      entity.header().writeHeader(out_, excludePrefix_);
+      return;
+    }
+    MimeHeader header;
+    header.copyFrom(entity.header());
+    if (hasBcc) header.removeField("Bcc");
+    if (!isOwnBoundary) {
+      ContentTypeParams params = entity.getContentTypeParams();
+      if (!entity.isMultipart()) params.type = "multipart/mixed";
+      params.boundary = boundary;
+      const StringBuffer value = formatContentType(params);
+      if (!header.replaceInPlace("Content-Type", value)) header.setHeaderField("Content-Type", value);
+    }
+    header.writeHeader(out_, excludePrefix_);
+  }
+
+  // Whether the boundary of a multipart that is open occurs in what was written from `start` on.
+  bool holdsBoundary(std::size_t start) const noexcept {
+    if (newBoundaries_) return false;
+    const std::string_view written = out_.view().substr(start);
+    for (const Multipart& multipart : open_) {
+      if (findText(written, multipart.boundary) != kNone) return true;
+    }
+    return false;
+  }
+
+  StringBuffer& out_;
+  std::string_view excludePrefix_;
+  bool newBoundaries_ = false;
+  std::vector<Multipart> open_;
+};
+
+// Characters of an address that may stand in a file name, without its comments.
+std::string fileNamePart(std::string_view address) {
+  constexpr std::size_t kMostCharacters = 40;
+  constexpr std::string_view kDropped = ":\"/\\|";
+  std::string kept;
+  std::size_t depth = 0;
+  for (char c : address.substr(0, kMostCharacters)) {
+    if (c == '(') {
+      ++depth;
+      continue;
+    }
+    // The parenthesis that closes a comment stays.
+    if (c == ')' && depth > 0) --depth;
+    if (depth > 0) continue;
+    if (c == '<') c = '(';
+    if (c == '>') c = ')';
+    const bool isControl = static_cast<unsigned char>(c) < 0x20 || c == '\x7F';
+    if (!isControl && kDropped.find(c) == kNone) kept += c;
+  }
+  return kept;
+}
+
+}  // namespace
+
+void Email::writeMime(StringBuffer& out, std::string_view excludePrefix) const {
+  const std::size_t start = out.size();
+  const std::size_t estimate = estimatedSize(*this);
+  // Small texts behind a large one leave the growing to the buffer: exact room for each would copy it each
+  // time.
+  if (estimate > start) out.reserve(start + estimate);
+  TreeWriter writer(out, excludePrefix);
+  if (writer.write(*this, false)) return;
+  out.truncate(start);
+  writer.write(*this, true);
+}
+
+void Email::makeLineEndsUniform() {
+  forEachEntity(*this, [](Email& entity) {
+    BinaryData& data = entity.body_.data();
+    if (entity.body_.coding() != MimeBody::Coding::raw || !hasLoneCr(data.view())) return;
+    BinaryData uniform;
+    appendWithoutLoneCr(data.view(), uniform);
+    data.take(uniform);
+  });
+}
+
+std::size_t Email::size() const {
+  std::size_t size = 0;
+  forEachEntity(*this, [&size](const Email& entity) {
+    size += entity.header().getExactSize() + entity.body_.data().size();
+  });
+  return size;
+}
+
+std::string Email::generateFilename() const {
+  std::array<char, 64> rest;
+  std::snprintf(rest.data(), rest.size(), "_%04d%02d%02d_%02d%02d%02d%s_%x.qve", emailDate_.year,
+                emailDate_.month, emailDate_.day, emailDate_.hour, emailDate_.minute, emailDate_.second,
+                numAttachments() > 0 ? "_A" : "", static_cast<unsigned>(fastCounter() & 0xFFFF));
+  return fileNamePart(getFromAddress()) + rest.data();
+}
+
+}  // namespace qv

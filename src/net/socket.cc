@@ -1,0 +1,281 @@
+#include "net/socket.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <limits>
+
+#include "core/text.h"
+#include "platform/clock.h"
+#include "platform/host_name.h"
+
+namespace qv {
+
+void ParseBuffer::append(std::string_view bytes) {
+  if (bytes.empty()) return;
+  std::memcpy(prepare(bytes.size()), bytes.data(), bytes.size());
+  commit(bytes.size());
+}
+
+char* ParseBuffer::prepare(std::size_t count) {
+  // Room is won back once at least half of the buffer has been handed out, so that no byte moves more often
+  // than bytes were taken.
+  if (start_ >= length()) {
+    const std::size_t kept = length();
+    if (kept != 0) std::memcpy(data_.data(), data_.data() + start_, kept);
+    data_.truncate(kept);
+    searched_ -= start_;
+    start_ = 0;
+  }
+  if (data_.capacity() == 0) data_.reserve(std::max(count, kInitialCapacity));
+  const std::size_t length = data_.size();
+  char* room = data_.extend(count);
+  data_.truncate(length);
+  return room;
+}
+
+void ParseBuffer::commit(std::size_t count) {
+  data_.extend(count);
+}
+
+bool ParseBuffer::extractThrough(std::string_view terminator, StringBuffer& out) {
+  std::size_t from = start_;
+  if (searchedFor_ == terminator) {
+    // The terminator may have begun in what was searched before.
+    from = std::max(start_, searched_ - std::min(searched_, terminator.size() - 1));
+  } else {
+    searchedFor_ = terminator;
+  }
+  const std::size_t at = findText(view(), terminator, from);
+  if (at == std::string_view::npos) {
+    searched_ = data_.size();
+    return false;
+  }
+  const std::size_t end = at + terminator.size();
+  out.set(view().substr(start_, end - start_));
+  start_ = searched_ = end;
+  return true;
+}
+
+void ParseBuffer::clear() noexcept {
+  data_.truncate(0);
+  start_ = searched_ = 0;
+}
+
+namespace {
+
+class QuorvelSocketImpl final : public QuorvelSocket {
+ public:
+  explicit QuorvelSocketImpl(tcp::Handle handle) noexcept : handle_(handle) {}
+  ~QuorvelSocketImpl() override { QuorvelSocketImpl::close(); }
+  QuorvelSocketImpl(const QuorvelSocketImpl&) = delete;
+  QuorvelSocketImpl& operator=(const QuorvelSocketImpl&) = delete;
+
+  void close() override;
+  bool connectToHost(std::string_view host, std::int32_t port) override;
+  bool checkSocket() override { return handle_ != tcp::kNone && tcp::isUsable(handle_); }
+  bool receiveExact(char* buffer, std::size_t count, CLog* log) override;
+  bool receiveBytes(char* buffer, std::size_t& length, CLog* log) override;
+  bool sendBytes(std::string_view data, CLog* log, ProgressMonitor* progress) override;
+  bool receiveUntil(StringBuffer& out, std::string_view terminator, std::size_t chunkSize, CLog* log,
+                    ProgressMonitor* progress, std::size_t limit) override;
+  void getLocalHostName(StringBuffer& out) override { out.set(canonicalHostName()); }
+  bool listenOnPort(std::int32_t port) override;
+  std::unique_ptr<QuorvelSocket> acceptConnection() override;
+  tcp::Handle getHandle() const noexcept override { return handle_; }
+  void setReadTimeout(std::int32_t seconds) override;
+  void setConnectTimeout(std::int32_t seconds) override { connectTimeoutSeconds_ = std::max(seconds, 0); }
+  void detachHandle() override { handle_ = tcp::kNone; }
+
+ private:
+  bool sendWhole(std::string_view data, CLog* log);
+  bool sendPaced(std::string_view data, CLog* log, ProgressMonitor& progress);
+  bool waitForData(CLog* log);
+  bool peerClosed(CLog* log);
+
+  tcp::Handle handle_;
+  ParseBuffer receiveBuffer_;
+  std::int32_t readTimeoutSeconds_ = 0;
+  std::int32_t connectTimeoutSeconds_ = 0;
+};
+
+bool isPort(std::int32_t port) {
+  return port >= 0 && port <= std::numeric_limits<std::uint16_t>::max();
+}
+
+void QuorvelSocketImpl::close() {
+  if (handle_ != tcp::kNone) tcp::close(handle_);
+  handle_ = tcp::kNone;
+}
+
+bool QuorvelSocketImpl::connectToHost(std::string_view host, std::int32_t port) {
+  return handle_ != tcp::kNone && isPort(port) &&
+         tcp::connect(handle_, host, static_cast<std::uint16_t>(port), connectTimeoutSeconds_);
+}
+
+void QuorvelSocketImpl::setReadTimeout(std::int32_t seconds) {
+  readTimeoutSeconds_ = std::max(seconds, 0);
+  if (handle_ != tcp::kNone) tcp::setSendTimeout(handle_, readTimeoutSeconds_);
+}
+
+// Sending.
+
+bool QuorvelSocketImpl::sendBytes(std::string_view data, CLog* log, ProgressMonitor* progress) {
+  if (handle_ == tcp::kNone) {
+    logError(log, "No socket exists for sending");
+    return false;
+  }
+  return progress == nullptr ? sendWhole(data, log) : sendPaced(data, log, *progress);
+}
+
+bool QuorvelSocketImpl::sendWhole(std::string_view data, CLog* log) {
+  while (!data.empty()) {
+    const long taken = tcp::send(handle_, data.data(), data.size());
+    const bool timedOut = taken == 0 && readTimeoutSeconds_ > 0;
+    if (timedOut) logDataLong(log, "timeout_seconds", readTimeoutSeconds_);
+    if (taken < 0 || timedOut) {
+      logError(log, "Error sending on socket");
+      logDataLong(log, "send_size", static_cast<long>(data.size()));
+      return false;
+    }
+    if (taken == 0) sleepMilliseconds(50);
+    data.remove_prefix(static_cast<std::size_t>(taken));
+  }
+  return true;
+}
+
+/// About half a second of the throughput so far, but growing no faster than twofold.
+std::size_t nextChunkSize(std::size_t current, std::uint64_t totalSent, std::uint64_t elapsedMs) {
+  constexpr std::uint64_t kSmallest = 1000;
+  if (elapsedMs <= 10) return kSmallest;  // too short to have measured anything
+  return std::clamp<std::uint64_t>(totalSent * 500 / elapsedMs, kSmallest, 2 * current);
+}
+
+bool QuorvelSocketImpl::sendPaced(std::string_view data, CLog* log, ProgressMonitor& progress) {
+  std::size_t chunkSize = 3000;
+  std::uint64_t totalSent = 0;
+  std::uint64_t elapsedMs = 0;
+  std::uint64_t pending = 0;  // sent, but the network's buffers took it so fast that it says nothing yet
+  while (!data.empty()) {
+    const std::string_view chunk = data.substr(0, chunkSize);
+    const std::uint64_t start = tickMilliseconds();
+    if (!sendWhole(chunk, log)) return false;
+    elapsedMs += tickMilliseconds() - start;
+    totalSent += chunk.size();
+    data.remove_prefix(chunk.size());
+    if (elapsedMs > 20) {
+      progress.step(pending / 10 + chunk.size());
+      pending -= pending / 10;
+    } else {
+      pending += chunk.size();
+    }
+    chunkSize = nextChunkSize(chunkSize, totalSent, elapsedMs);
+  }
+  if (pending != 0) progress.step(pending / 2);
+  return true;
+}
+
+// Receiving.
+
+bool QuorvelSocketImpl::peerClosed(CLog* log) {
+  logError(log, "The peer has closed the socket (TCP) connection");
+  close();
+  return false;
+}
+
+bool QuorvelSocketImpl::waitForData(CLog* log) {
+  switch (tcp::waitReadable(handle_, readTimeoutSeconds_)) {
+    case tcp::Wait::ready:
+      return true;
+    case tcp::Wait::timedOut:
+      logDataLong(log, "timeout_seconds", readTimeoutSeconds_);
+      logError(log, "Socket read timeout");
+      return false;
+    case tcp::Wait::failed:
+      break;
+  }
+  return peerClosed(log);
+}
+
+bool QuorvelSocketImpl::receiveBytes(char* buffer, std::size_t& length, CLog* log) {
+  const std::size_t capacity = length;
+  length = 0;
+  if (handle_ == tcp::kNone) {
+    logError(log, "This socket is not connected");
+    return false;
+  }
+  if (readTimeoutSeconds_ > 0 && !waitForData(log)) return false;
+  const long received = tcp::receive(handle_, buffer, capacity);
+  if (received == 0) return peerClosed(log);
+  if (received < 0) {
+    logError(log, tcp::lastErrorText());
+    logError(log, "Failed to receive on the TCP socket");
+    return false;
+  }
+  length = static_cast<std::size_t>(received);
+  return true;
+}
+
+bool QuorvelSocketImpl::receiveExact(char* buffer, std::size_t count, CLog* log) {
+  while (count > 0) {
+    std::size_t received = count;
+    if (!receiveBytes(buffer, received, log)) return false;
+    buffer += received;
+    count -= received;
+  }
+  return true;
+}
+
+bool QuorvelSocketImpl::receiveUntil(StringBuffer& out, std::string_view terminator, std::size_t chunkSize,
+                                     CLog* log, ProgressMonitor* progress, std::size_t limit) {
+  out.clear();
+  for (;;) {
+    const bool complete = receiveBuffer_.extractThrough(terminator, out);
+    if (complete && out.size() <= limit) return true;
+    if (complete || receiveBuffer_.length() >= limit) {
+      out.clear();
+      logError(log, "The peer sends a text that is too long, it is refused");
+      logDataLong(log, "limit_bytes", static_cast<long>(limit));
+      return false;
+    }
+    std::size_t received = ParseBuffer::kInitialCapacity;
+    if (!receiveBytes(receiveBuffer_.prepare(received), received, log)) break;
+    receiveBuffer_.commit(received);
+    for (std::size_t left = progress == nullptr ? 0 : received; left > 0;) {
+      const std::size_t amount = std::min(left, std::max<std::size_t>(chunkSize, 1));
+      progress->step(amount);
+      left -= amount;
+    }
+  }
+  logError(log, checkSocket() ? "Failed to read data from socket" : "Socket is no longer readable");
+  return false;
+}
+
+// Listening.
+
+bool QuorvelSocketImpl::listenOnPort(std::int32_t port) {
+  constexpr int kBacklog = 25;
+  return handle_ != tcp::kNone && isPort(port) &&
+         tcp::listen(handle_, "", static_cast<std::uint16_t>(port), kBacklog);
+}
+
+std::unique_ptr<QuorvelSocket> QuorvelSocketImpl::acceptConnection() {
+  const tcp::Handle accepted = handle_ == tcp::kNone ? tcp::kNone : tcp::accept(handle_);
+  if (accepted == tcp::kNone) return nullptr;
+  return std::make_unique<QuorvelSocketImpl>(accepted);
+}
+
+}  // namespace
+
+std::unique_ptr<QuorvelSocket> createSocket() {
+  const tcp::Handle handle = initNetworking() ? tcp::open() : tcp::kNone;
+  if (handle == tcp::kNone) return nullptr;
+  return std::make_unique<QuorvelSocketImpl>(handle);
+}
+
+bool initNetworking() {
+  static std::atomic_flag attempted = ATOMIC_FLAG_INIT;
+  return attempted.test_and_set() || tcp::startUp();
+}
+
+}  // namespace qv

@@ -1,0 +1,305 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <quorvel/quorvel.h>
+
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "support/scripted_server.h"
+
+namespace {
+
+using quorvel::IQuorvelMailMan3;
+using quorvel::Kind;
+using quorvel::Ref;
+using quorvel::Status;
+using quorvel::Value;
+using qv_test::SmtpServer;
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+Ref<IQuorvelMailMan3> newMailMan(std::int32_t port = 25) {
+  auto mailMan = quorvel::create<IQuorvelMailMan3>("QuorvelMail.QuorvelMailMan");
+  mailMan->put_SmtpHost("127.0.0.1");
+  mailMan->put_SmtpPort(port);
+  mailMan->put_ReadTimeout(20);
+  return mailMan;
+}
+
+Ref<quorvel::IQuorvelEmail2> newEmail() {
+  auto email = quorvel::create<quorvel::IQuorvelEmail2>("QuorvelMail.QuorvelEmail");
+  email->put_From("Me <me@h>");
+  email->AddTo("Ann", "ann@h");
+  email->put_Subject("greetings");
+  email->put_Body("Dear Ann,\n.\nit works.");
+  return email;
+}
+
+std::string reported() {
+  const auto report = quorvel::lastError();
+  return report ? report->description : "(none)";
+}
+
+std::string wholeFile(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
+TEST(MailMan, SettingsHaveTheirDefaultsAndReadBack) {
+  const struct {
+    const char* name;
+    Value atFirst;
+    quorvel::Argument given;
+    Value stored;
+  } rows[] = {
+      {"SmtpHost", "localhost", "mail.example.org", "mail.example.org"},
+      {"SmtpPort", 25, -7, -7},
+      {"SmtpUsername", "", "u", "u"},
+      {"SmtpPassword", "", "p", "p"},
+      {"SmtpLoginDomain", "", "d", "d"},
+      {"SmtpAuthMethod", "", " LOGIN", " LOGIN"},
+      {"SendIndividual", 1, 0, 0},
+      {"SendIndividual", 1, 17, 1},
+      {"LogMailSentFilename", "", "/a b", "/a b"},
+      {"ConnectTimeout", 0, 30, 30},
+      {"ConnectTimeout", 0, -1, 0},
+      {"ReadTimeout", 0, INT32_MAX, INT32_MAX},
+      {"ReadTimeout", 0, INT32_MIN, 0},
+  };
+  for (const auto& row : rows) {
+    const auto mailMan = quorvel::create("QuorvelMail.QuorvelMailMan");
+    const std::int32_t id = quorvel::idOfName(*mailMan, row.name);
+    Value value;
+    EXPECT_EQ(quorvel::invoke(*mailMan, id, Kind::get, {}, value), Status::ok) << row.name;
+    EXPECT_EQ(value, row.atFirst) << row.name;
+    EXPECT_EQ(quorvel::invoke(*mailMan, id, Kind::put, {row.given}, value), Status::ok) << row.name;
+    EXPECT_EQ(quorvel::invoke(*mailMan, id, Kind::get, {}, value), Status::ok) << row.name;
+    EXPECT_EQ(value, row.stored) << row.name;
+  }
+  EXPECT_EQ(newMailMan()->get_Version(), "2.9.0");
+}
+
+TEST(MailMan, SendsAMessageAndKeepsAJournal) {
+  SmtpServer server;
+  const auto mailMan = newMailMan(server.port());
+  const std::string journal = ::testing::TempDir() + "quorvel_sent.log";
+  std::remove(journal.c_str());
+  mailMan->put_LogMailSentFilename(journal);
+  const auto email = newEmail();
+  email->AddBcc("", "bcc@h");
+  email->put_ReturnReceipt(1);
+  EXPECT_EQ(mailMan->VerifySmtpConnection(), 1);
+  EXPECT_EQ(mailMan->SendEmail(email.get()), 1);
+  EXPECT_EQ(reported(), "(none)");
+  EXPECT_EQ(server.count("RCPT TO:"), 2u);
+  ASSERT_EQ(server.messages().size(), 1u);
+  const std::string& text = server.messages()[0];
+  EXPECT_THAT(text, EndsWith("Dear Ann,\r\n..\r\nit works.\r\n.\r\n"));
+  EXPECT_THAT(text, HasSubstr("\r\nDisposition-Notification-To: <me@h>\r\n"));
+  EXPECT_THAT(text, Not(HasSubstr("QVX-")));
+  EXPECT_THAT(text, Not(HasSubstr("bcc@h")));
+  EXPECT_THAT(wholeFile(journal), HasSubstr("Subject: greetings"));
+  std::remove(journal.c_str());
+}
+
+TEST(MailMan, FailuresAndTheirReports) {
+  const struct {
+    std::string_view rules;
+    std::int32_t sent;
+    std::string report;  // how it ends
+  } rows[] = {
+      {"RCPT=550 Unable to relay", 0, "Send failed.\nCheck your SMTP server's relay restrictions"},
+      {"RCPT=550 no", 0, "Send failed."},
+      {"RCPT TO:<bob=550 no", 1, "(none)"},
+      {"MAIL=421 busy\x04", 0, "Send failed."},
+  };
+  for (const auto& row : rows) {
+    SmtpServer server(row.rules);
+    const auto email = newEmail();
+    email->AddTo("", "bob@h");
+    EXPECT_EQ(newMailMan(server.port())->SendEmail(email.get()), row.sent) << row.rules;
+    EXPECT_THAT(reported(), EndsWith(row.report)) << row.rules;
+  }
+  const auto mailMan = newMailMan(1);  // nobody listens there
+  EXPECT_EQ(mailMan->SendEmail(newEmail().get()), 0);
+  EXPECT_THAT(reported(), EndsWith("Failed to connect to SMTP server."));
+  EXPECT_EQ(mailMan->VerifySmtpConnection(), 0);
+  EXPECT_EQ(reported(), "(none)");
+  EXPECT_EQ(mailMan->QuickSend("a@h", "b@h", "s", "b", "bad\r\nname"), 0);
+  EXPECT_THAT(reported(), EndsWith("Failed to connect to SMTP server."));
+}
+
+TEST(MailMan, ContextsAreThoseOfTheOperations) {
+  const auto mailMan = newMailMan(1);
+  const auto log = mailMan->GetLog().as<quorvel::IQuorvelLog2>();
+  const struct {
+    const char* name;
+    std::function<void()> call;
+  } rows[] = {
+      {"SendEmail", [&] { mailMan->SendEmail(nullptr); }},
+      {"QuickSend", [&] { mailMan->QuickSend("", "", "", "", "127.0.0.1:1"); }},
+      {"VerifySmtpConnection", [&] { mailMan->VerifySmtpConnection(); }},
+      {"SaveXmlLog", [&] { mailMan->SaveXmlLog("/nonexistent/x"); }},
+      {nullptr, [&] { mailMan->put_SmtpHost(mailMan->get_SmtpHost()); }},
+      {nullptr, [&] { mailMan->GetLog(); }},
+  };
+  for (const auto& row : rows) {
+    log->ClearLog();
+    row.call();
+    const std::string xml = log->GetXml(0);
+    if (row.name == nullptr) {
+      EXPECT_THAT(xml, Not(HasSubstr("<context")));
+    } else {
+      EXPECT_THAT(xml, HasSubstr("\n  <context name=\"" + std::string(row.name) + "\" reportErrors=\"1\">"));
+    }
+  }
+}
+
+TEST(MailMan, SavesTheLogWithoutTimestamps) {
+  const auto mailMan = newMailMan();
+  const std::string path = ::testing::TempDir() + "quorvel_log.xml";
+  mailMan->SendEmail(nullptr);
+  mailMan->SaveXmlLog(path);
+  EXPECT_EQ(reported(), "(none)");
+  const std::string xml = wholeFile(path);
+  EXPECT_THAT(xml, HasSubstr("<error>Email parameter is NULL in SendEmail</error>"));
+  EXPECT_THAT(xml, Not(HasSubstr("time=")));
+  std::remove(path.c_str());
+  mailMan->SaveXmlLog("/nonexistent/x");
+  EXPECT_EQ(reported(), "Failed to save XML log");
+}
+
+TEST(MailMan, NoSettingPutsALineOnTheWire) {
+  const std::string injected[] = {"x\r\nNOOP", "x\nNOOP\n", "x\rNOOP", std::string("x\0\r\nNOOP", 9)};
+  const std::vector<const char*> settings = {"SmtpUsername", "SmtpPassword", "SmtpLoginDomain",
+                                             "SmtpAuthMethod", "LogMailSentFilename"};
+  const std::vector<const char*> ofEmail = {"From",    "FromName", "FromAddress",
+                                            "ReplyTo", "Subject",  "Mailer"};
+  for (const char* method : {"LOGIN", "PLAIN", "CRAM-MD5", "NTLM"}) {
+    for (const std::string& text : injected) {
+      for (std::size_t at = 0; at < settings.size() + ofEmail.size() + 2; ++at) {
+        SmtpServer server([&](std::string_view command) -> std::optional<std::string> {
+          if (command.starts_with("EHLO")) return "250-h\r\n250 AUTH " + std::string(method) + "\r\n";
+          if (command.starts_with("AUTH")) return "334 PDFAaD4=\r\n";
+          const bool isLogin = command.find_first_of(" \r") == std::string_view::npos && command != "DATA" &&
+                               command != "QUIT" && command != "GREETING" && command != "MESSAGE";
+          return isLogin ? std::optional("235 ok\r\n") : std::nullopt;
+        });
+        const auto mailMan = newMailMan(server.port());
+        const auto email = newEmail();
+        mailMan->put_SmtpUsername("user");
+        mailMan->put_SmtpPassword("password");
+        mailMan->put_SmtpAuthMethod(method);
+        const auto put = [&](quorvel::IQuorvelObject& object, std::string_view name) {
+          const std::string value = (name == "LogMailSentFilename" ? "/nonexistent/" : "") + text;
+          Value none;
+          const auto status =
+              quorvel::invoke(object, quorvel::idOfName(object, name), Kind::put, {value}, none);
+          EXPECT_EQ(status, Status::ok) << name;
+        };
+        if (at < settings.size()) {
+          put(*mailMan, settings[at]);
+        } else if (at < settings.size() + ofEmail.size()) {
+          put(*email, ofEmail[at - settings.size()]);
+        } else {
+          email->AddTo(text, "ann@h");
+          email->AddCC("", (at % 2 == 0 ? "bob@h" : "") + text);
+        }
+        mailMan->SendEmail(email.get());
+        EXPECT_THAT(server.commands(), Each(Not(StartsWith("NOOP")))) << method << " " << at;
+        for (const std::string& message : server.messages()) EXPECT_THAT(message, Not(HasSubstr("\nNOOP")));
+      }
+    }
+  }
+}
+
+/// A sink that does what it is told at each event.
+class Sink final : public quorvel::Implements<quorvel::IQuorvelOutgoing> {
+ public:
+  explicit Sink(std::function<void(Sink&)> act = nullptr) : act_(std::move(act)) { ++alive; }
+  ~Sink() override { --alive; }
+  void MessageProc(std::int32_t senderID, std::int32_t messageID, std::int32_t param1,
+                   std::int32_t param2) override {
+    EXPECT_THAT((std::vector{senderID, messageID, param2}), ElementsAre(102, 2, 0));
+    percent.push_back(param1);
+    if (act_) act_(*this);
+  }
+  std::vector<std::int32_t> percent;
+  static inline int alive = 0;
+
+ private:
+  std::function<void(Sink&)> act_;
+};
+
+TEST(Events, ReachEverySinkThatIsConnectedWhateverTheOthersDo) {
+  SmtpServer server;
+  const auto mailMan = newMailMan(server.port());
+  std::int32_t own = 0;
+  std::int32_t other = 0;
+  const auto plain = quorvel::make<Sink>();
+  const auto throws = quorvel::make<Sink>([](Sink&) { throw std::runtime_error("sink"); });
+  const auto leaves = quorvel::make<Sink>([&](Sink&) { quorvel::disconnect(*mailMan, own); });
+  const auto removes = quorvel::make<Sink>([&](Sink&) { quorvel::disconnect(*mailMan, other); });
+  const auto removed = quorvel::make<Sink>();
+  const auto calls = quorvel::make<Sink>([&](Sink&) {
+    mailMan->put_SmtpPort(1);  // counts from the next operation on
+    mailMan->put_LogMailSentFilename("/nonexistent/x");
+    mailMan->SendEmail(nullptr);
+  });
+  const auto late = quorvel::make<Sink>();
+  const auto connects = quorvel::make<Sink>([&](Sink& sink) {
+    if (sink.percent.size() == 1) quorvel::connect(*mailMan, late);
+  });
+  for (const auto& each : {throws, connects, removes, calls}) EXPECT_NE(quorvel::connect(*mailMan, each), 0);
+  own = quorvel::connect(*mailMan, leaves);
+  other = quorvel::connect(*mailMan, removed);
+  quorvel::connect(*mailMan, plain);
+
+  EXPECT_EQ(mailMan->SendEmail(newEmail().get()), 1);
+  EXPECT_EQ(reported(), "(none)");
+  EXPECT_EQ(plain->percent.back(), 100);
+  EXPECT_EQ(throws->percent, plain->percent);
+  EXPECT_EQ(leaves->percent.size(), 1u);
+  EXPECT_EQ(removed->percent.size(), 0u);
+  EXPECT_EQ(late->percent.size() + 1, plain->percent.size());
+  EXPECT_EQ(mailMan->get_SmtpPort(), 1);
+  EXPECT_FALSE(quorvel::disconnect(*mailMan, own));
+}
+
+TEST(Events, OnlyThoseWhoRaiseThemTakeSinks) {
+  const auto email = newEmail();
+  EXPECT_EQ(quorvel::connect(*email, quorvel::make<Sink>()), 0);
+  EXPECT_EQ(quorvel::connect(*newMailMan(), Ref<quorvel::IQuorvelOutgoing>()), 0);
+  EXPECT_FALSE(quorvel::disconnect(*email, 1));
+  EXPECT_EQ(Sink::alive, 0);
+}
+
+TEST(Events, ASinkMayLetGoOfEverything) {
+  ASSERT_TRUE(quorvel::canUnload());
+  SmtpServer server;
+  auto mailMan = newMailMan(server.port());
+  auto email = newEmail();
+  quorvel::connect(*mailMan, quorvel::make<Sink>([&](Sink&) {
+    mailMan = nullptr;
+    email = nullptr;
+    EXPECT_FALSE(quorvel::canUnload());
+  }));
+  EXPECT_EQ(mailMan->SendEmail(email.get()), 1);
+  EXPECT_FALSE(mailMan);
+  EXPECT_EQ(Sink::alive, 0);
+  EXPECT_TRUE(quorvel::canUnload());
+}
+
+}  // namespace

@@ -1,0 +1,315 @@
+"""The program `quorvel` as its users run it: send, serve, demo; what arrives, what is said, exit statuses."""
+
+import contextlib
+import glob
+import os
+import pty
+import re
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+import xml.etree.ElementTree
+
+TOOL = os.environ.get("QUORVEL_TOOL")
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+EXAMPLES = os.path.join(ROOT, "examples")
+SEND = ("--from", "Ann Lee <ann@x.org>", "--subject", "s")
+TO_BOB = (*SEND, "--to", "bob@x.org", "--body", "hello")
+
+
+def quorvel(*args, stdin=b"", cwd=None):
+    return subprocess.run([TOOL, *args], input=stdin, capture_output=True, timeout=60, cwd=cwd)
+
+
+def content(path):
+    with open(path, "rb") as file:
+        return file.read()
+
+
+class Serving:
+    """`quorvel serve` on a free port, with a folder of its own."""
+
+    def __init__(self, *args):
+        self.folder = tempfile.TemporaryDirectory()
+        self.process = subprocess.Popen([TOOL, "serve", "--port", "0", "--dir", self.folder.name, *args],
+                                        stdout=subprocess.PIPE, text=True)
+        self.port = int(re.search(r"127\.0\.0\.1:(\d+)", self.process.stdout.readline()).group(1))
+
+    def send(self, *args, **options):
+        return quorvel("send", "--server", f"127.0.0.1:{self.port}", *args, **options)
+
+    def kept(self):
+        """(envelope lines, text) of each message, oldest first."""
+        return [(content(name[:-3] + "envelope").decode().splitlines(), content(name))
+                for name in sorted(glob.glob(os.path.join(self.folder.name, "*.eml")))]
+
+    def stop(self, how=signal.SIGTERM):
+        """What it printed after its first line, and its exit status."""
+        if self.process.poll() is None:
+            self.process.send_signal(how)
+        printed, _ = self.process.communicate(timeout=20)
+        self.folder.cleanup()
+        return printed, self.process.returncode
+
+
+@contextlib.contextmanager
+def scripted(*answers):
+    """A server that greets and answers each line with the next answer, and then closes. Gives its port."""
+    with socket.create_server(("127.0.0.1", 0)) as listener:
+        def converse():
+            with contextlib.suppress(OSError):
+                connection = listener.accept()[0]
+                with connection, connection.makefile("rb") as lines:
+                    for answer in answers:
+                        connection.sendall(answer)
+                        line = lines.readline()
+                        # After 354 comes the text, which is answered as one.
+                        while answer.startswith(b"354") and line not in (b".\r\n", b""):
+                            line = lines.readline()
+        thread = threading.Thread(target=converse)
+        thread.start()
+        yield listener.getsockname()[1]
+        listener.shutdown(socket.SHUT_RDWR)
+        thread.join()
+
+
+@unittest.skipUnless(TOOL, "QUORVEL_TOOL does not say where the program is")
+class CommandLineTest(unittest.TestCase):
+    def setUp(self):
+        self.temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(self.temporary.cleanup)
+
+    def serving(self, *args):
+        server = Serving(*args)
+        self.addCleanup(server.stop)
+        return server
+
+    def file(self, name, text=None):
+        path = os.path.join(self.temporary.name, name)
+        if text is not None:
+            with open(path, "w", newline="") as file:
+                file.write(text)
+        return path
+
+    def check(self, result, status, said=b""):
+        self.assertEqual(result.returncode, status, result.stderr)
+        self.assertIn(said, result.stderr)
+        if status not in (0, 2):
+            self.assertIn(b"\nNext: ", result.stderr)
+
+    def test_a_mail_arrives_with_all_that_was_asked_for(self):
+        server = self.serving()
+        result = server.send(*SEND, "--to", "Bob <bob@x.org>, carol@x.org", "--to", "dora@x.org", "--cc", "emil@x.org",
+                             "--bcc", "fay@x.org", "--reply-to", "gus@x.org", "--header", "X-One: 1",
+                             "--header", "X-Two:2", "--receipt", "--text", "-", "--html",
+                             os.path.join(EXAMPLES, "letter.html"), stdin=b"first\n.dot\n..\nlast")
+        self.check(result, 0)
+        self.assertEqual((result.stdout, result.stderr), (b"", b""), "quiet where there is no terminal")
+        [(envelope, text)] = server.kept()
+        self.assertEqual(envelope, ["MAIL FROM:<ann@x.org>"] + [
+            f"RCPT TO:<{name}@x.org>" for name in ("bob", "carol", "dora", "emil", "fay")])
+        header, _, body = text.partition(b"\r\n\r\n")
+        for field in (b'From: "Ann Lee" <ann@x.org>', b"Cc: emil@x.org", b"Reply-To: gus@x.org", b"X-One: 1",
+                      b"X-Two: 2", b"Subject: s", b"Disposition-Notification-To: <ann@x.org>",
+                      b"Content-Type: multipart/alternative;"):
+            self.assertIn(b"\r\n" + field + b"\r\n", header + b"\r\n")
+        self.assertIn(b"\r\n\r\nfirst\r\n.dot\r\n..\r\nlast\r\n", body)
+        self.assertIn(content(os.path.join(EXAMPLES, "letter.html")).replace(b"\n", b"\r\n"), body)
+        self.assertNotIn(b"fay", text)
+        self.assertNotIn(b"QVX-", text)
+        self.assertNotIn(b"\n", text.replace(b"\r\n", b""))
+
+    def test_statuses(self):
+        server = self.serving("--refuse-recipient", "no*", "--refuse-sender", "spam@*", "--max-size", "2000")
+        with socket.socket() as free:  # bound, not listening: nobody answers there
+            free.bind(("127.0.0.1", 0))
+            nowhere = f"127.0.0.1:{free.getsockname()[1]}"
+            nobody = self.file("nobody.txt", "no1@x.org\nno2@x.org\n")
+            long = self.file("long.txt", "x" * 70 + "\n" * 2000)
+            rows = [
+                ((*TO_BOB,), 0, b""),
+                ((*TO_BOB, "--server", nowhere), 3, b"Failed to connect to SMTP server."),
+                ((*TO_BOB, "--to", "no@x.org"), 6, b"no@x.org"),
+                ((*SEND, "--body", "b", "--to", "no@x.org"), 4, b"550 Recipient refused"),
+                ((*SEND, "--body", "b", "--list", nobody), 4, b"550 Recipient refused"),
+                ((*SEND, "--body", "b", "--list", nobody, "--in-batches"), 4, b"550 Recipient refused"),
+                (("--from", "spam@x.org", *TO_BOB[2:]), 4, b"550 Sender refused"),
+                ((*SEND, "--to", "bob@x.org", "--text", long), 4, b"552 Message too big"),
+                ((*SEND, "--to", "bob@x.org", "--text", "/no/such"), 5, b"/no/such"),
+                ((*SEND, "--to", "bob@x.org", "--html", "/"), 5, b"Is a directory"),
+                ((*SEND, "--body", "b", "--list", "/no/such"), 5, b"/no/such"),
+                ((*SEND, "--body", "b", "--list", self.file("none.txt", "nobody\n")), 5, b"no e-mail address"),
+                ((*TO_BOB, "--journal", "/no/such/journal"), 5, b"nothing was sent"),
+                ((*TO_BOB, "--log-xml", "/no/such/log"), 5, b"nothing was sent"),
+                ((), 2, b"--from"),
+                ((*SEND, "--body", "b"), 2, b"no recipient"),
+                ((*SEND, "--to", "bob@x.org"), 2, b"nothing to say"),
+                ((*SEND, "--to", "bob", "--body", "b"), 2, b"--to holds no e-mail address"),
+                (("--from", "ann", "--to", "bob@x.org", "--body", "b"), 2, b"--from holds no e-mail address"),
+                ((*TO_BOB, "--text", "-"), 2, b"--text"),
+                ((*TO_BOB, "--list", nobody), 2, b"--list"),
+                ((*TO_BOB, "--in-batches"), 2, b"--list"),
+                ((*TO_BOB, "--header", "no colon"), 2, b"Name: value"),
+                ((*TO_BOB, "--header", "A b: c"), 2, b"Name: value"),
+                ((*TO_BOB, "--server", "host:x"), 2, b"HOST:PORT"),
+                ((*TO_BOB, "--server", "host:65536"), 2, b"HOST:PORT"),
+                ((*TO_BOB, "--read-timeout", "-1"), 2, b"--read-timeout"),
+                ((*TO_BOB, "--password", "x"), 2, b"--password"),
+            ]
+            for args, status, said in rows:
+                with self.subTest(args):
+                    options = () if "--server" in args else ("--server", f"127.0.0.1:{server.port}")
+                    self.check(quorvel("send", *options, *args), status, said)
+        self.assertEqual(len(server.kept()), 2)
+        self.check(quorvel(), 2)
+        self.check(quorvel("serve", "--port", str(server.port), "--dir", self.temporary.name), 1, b"cannot listen")
+        self.check(quorvel("serve", "--port", "0", "--dir", nobody + "/x"), 5, b"cannot keep mail")
+
+    def test_servers_that_misbehave(self):
+        to_data = (b"220 s\r\n", b"250 s\r\n", b"250 ok\r\n", b"250 ok\r\n")
+        rows = [
+            ((b"554 go away\r\n",), 4, b"554 go away"),
+            ((b"220 s\r\n", b"421 busy\r\n", b"421 busy\r\n"), 4, b"421 busy"),
+            ((*to_data, b"354 go\r\n", b"554 \x1b[31mspam\r\n"), 4, b"spam"),
+            ((*to_data, b"354 go\r\n"), 1, b"closed"),
+            ((b"",), 3, b"timeout"),
+        ]
+        for answers, status, said in rows:
+            with self.subTest(answers), scripted(*answers) as port:
+                result = quorvel("send", *TO_BOB, "--server", f"127.0.0.1:{port}", "--read-timeout", "1")
+                self.check(result, status, said)
+                self.assertNotIn(b"\x1b", result.stderr)
+
+    def test_lists(self):
+        server = self.serving("--refuse-recipient", "no@x.org")
+        people = self.file("people.txt", "  a@x.org \r\n\r\nsome words\r\nno@x.org\r\nb@x.org\r\n")
+        self.check(server.send(*SEND, "--body", "b", "--list", people), 6, b"  no@x.org\n")
+        self.check(server.send(*SEND, "--body", "b", "--list", people, "--in-batches"), 6, b"  no@x.org\n")
+        (first, text), (second, _), (batch, batch_text) = server.kept()
+        self.assertEqual([first[1:], second[1:], batch[1:]],
+                         [["RCPT TO:<a@x.org>"], ["RCPT TO:<b@x.org>"], ["RCPT TO:<a@x.org>", "RCPT TO:<b@x.org>"]])
+        self.assertIn(b"\r\nTo: a@x.org\r\n", text)
+        self.assertNotIn(b"@x.org", batch_text.replace(b"ann@x.org", b""))
+
+        many = self.file("many.txt", "".join(f"m{n}@x.org\n" for n in range(250)))
+        self.check(server.send(*SEND, "--body", "b", "--list", many, "--in-batches"), 0)
+        self.assertEqual([len(envelope) - 1 for envelope, _ in server.kept()[3:]], [100, 100, 50])
+
+    def test_a_list_that_is_broken_off(self):
+        journal, two = self.file("journal"), self.file("two.txt", "a@x.org\nb@x.org\n")
+        one_mail = (b"220 s\r\n", b"250 s\r\n", b"250 ok\r\n", b"250 ok\r\n", b"354 go\r\n", b"250 kept\r\n")
+        with scripted(*one_mail) as port:
+            result = quorvel("send", *SEND, "--body", "b", "--list", two, "--server", f"127.0.0.1:{port}",
+                             "--journal", journal)
+        self.check(result, 1, b"not sent to all of the list")
+        self.assertEqual(content(journal).count(b"--BEGIN SENT QUORVEL EMAIL--\n"), 1)
+
+    def test_journal_and_logs(self):
+        server = self.serving()
+        journal, log = self.file("journal"), self.file("log.xml")
+        for _ in range(2):
+            result = server.send(*TO_BOB, "--journal", journal, "--log", "--log-xml", log)
+            self.check(result, 0)
+            self.assertIn(b"Mail sent to 1 recipient\n", result.stdout)
+        self.assertEqual(content(journal).count(b"--BEGIN SENT QUORVEL EMAIL--\n"), 2)
+        self.assertIn("SendEmail", [node.get("name") for node in xml.etree.ElementTree.parse(log).iter("context")])
+        self.check(quorvel("send", *TO_BOB, "--server", "127.0.0.1:1", "--log", "--journal", self.file("none")), 3)
+        self.assertFalse(os.path.exists(self.file("none")))
+
+    def test_dry_run_prints_and_sends_nothing(self):
+        result = quorvel("send", *TO_BOB, "--server", "127.0.0.1:1", "--dry-run")
+        self.check(result, 0)
+        self.assertTrue(result.stdout.startswith(b"MIME-Version: 1.0\r\n"), result.stdout)
+        self.assertTrue(result.stdout.rstrip().endswith(b"\r\n\r\nhello"), result.stdout)
+
+    def test_files_go_out_are_shown_and_extracted(self):
+        with tempfile.TemporaryDirectory() as folder:
+            html, logo, mail, target = (os.path.join(folder, name) for name in ("l.html", "a.gif", "m.eml", "out"))
+            with open(html, "w") as file:
+                file.write('<p><img src="cid:a.gif"></p>')
+            with open(logo, "wb") as file:
+                file.write(b"GIF89a\r\n\x00\x1b")
+            run = quorvel("send", *TO_BOB, "--html", html, "--related", logo, "--attach", logo, "--attach", html,
+                          "--dry-run")
+            self.assertEqual(run.returncode, 0, run.stderr)
+            # A file of lines that end with LF alone is a message too.
+            for text in (run.stdout, run.stdout.replace(b"\r\n", b"\n")):
+                with open(mail, "wb") as file:
+                    file.write(text)
+                shown = quorvel("show", mail).stdout.decode()
+                self.assertRegex(shown, r"(?s)ann@x.org.*bob@x.org.*multipart/related.*multipart/mixed.*"
+                                        r"multipart/alternative.*hello.*attachments.*0  a.gif, 10 bytes.*"
+                                        r"1  l.html, 28 bytes.*related items.*<QUORVEL-CID-")
+                self.assertRegex(shown, r'<img src="cid:QUORVEL-CID-')
+                self.assertNotIn("\x1b", shown)
+            for _ in range(2):
+                self.assertEqual(quorvel("extract", mail, "--to", target).returncode, 0)
+            self.assertEqual(sorted(os.listdir(target)),
+                             ["a.gif", "a2.gif", "a3.gif", "a4.gif", "l.html", "l2.html"])
+            self.assertEqual({content(os.path.join(target, name)) for name in os.listdir(target)},
+                             {content(logo), content(html)})
+            for args in (("show", mail + "x"), ("extract", mail, "--to", "/dev/null/x"),
+                         ("send", *TO_BOB, "--attach", mail + "x", "--dry-run")):
+                run = quorvel(*args)
+                self.assertEqual((run.returncode, b"Next: " in run.stderr), (5, True), args)
+
+    def test_bytes_beyond_ascii(self):
+        umlaut = "Gr\u00fc\u00dfe".encode()
+        label = ("--header", "content-type: text/plain; charset=utf-8")
+        for extra, warned in (((), True), (label, False)):
+            result = quorvel("send", *SEND, "--to", "b@x.org", "--text", "-", "--dry-run", *extra, stdin=umlaut)
+            self.check(result, 0)
+            self.assertIn(umlaut, result.stdout)
+            self.assertEqual(b"us-ascii" in result.stderr, warned)
+
+    def test_a_terminal_gets_a_progress_bar(self):
+        server = self.serving()
+        for extra, shown in ((), True), (("--quiet",), False):
+            parent, child = pty.openpty()
+            process = subprocess.Popen([TOOL, "send", "--server", f"127.0.0.1:{server.port}", *TO_BOB, *extra],
+                                       stderr=child)
+            os.close(child)
+            seen = b""
+            with contextlib.suppress(OSError):  # how a terminal says that its other end is closed
+                while piece := os.read(parent, 4096):
+                    seen += piece
+            os.close(parent)
+            self.assertEqual(process.wait(20), 0)
+            self.assertEqual(b"\rsending [" in seen and b"100%" in seen, shown, seen)
+
+    def test_serve_tells_of_each_message_and_ends_cleanly(self):
+        for how in (signal.SIGINT, signal.SIGTERM):
+            server = Serving()
+            for subject in "first", "second \x1b[31m\x07":
+                self.check(server.send(*TO_BOB[:2], "--to", "bob@x.org", "--body", "b", "--subject", subject), 0)
+            printed, status = server.stop(how)
+            self.assertEqual(status, 0)
+            lines = printed.splitlines()
+            self.assertEqual(len(lines), 3, printed)
+            self.assertRegex(lines[0], r'^\d\d:\d\d:\d\d  <ann@x\.org> to <bob@x\.org>  "first"  \d+ bytes  .*\.eml$')
+            self.assertRegex(lines[1], r'"second \?\[31m\?"')
+            self.assertEqual(lines[2], "Stopped. Messages kept: 2")
+
+    def test_demo_and_examples(self):
+        result = quorvel("demo", cwd=ROOT)
+        self.check(result, 0)
+        for text in (b"100%", b"RCPT TO:<dora@example.org>", b"multipart/alternative\n", b"Mail sent to 3 recipients"):
+            self.assertIn(text, result.stdout)
+        self.assertLess(result.stdout.count(b"\n"), 60, "one screen")
+        self.check(quorvel("demo", "--examples", "/no/such"), 5, b"/no/such")
+        self.assertRegex(quorvel("--version").stdout, rb"^quorvel \d+\.\d+\.\d+\n$")
+        self.assertEqual(quorvel("--version").stdout, quorvel("version").stdout)
+
+        server = self.serving()
+        example = subprocess.run([sys.executable, os.path.join(EXAMPLES, "compose_and_send.py"), "127.0.0.1",
+                                  str(server.port)], capture_output=True, timeout=60)
+        self.assertEqual(example.returncode, 0, example.stderr)
+        self.assertIn(b"The harvest fair", server.kept()[0][1])
+
+
+if __name__ == "__main__":
+    unittest.main()

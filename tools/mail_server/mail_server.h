@@ -1,0 +1,82 @@
+// A small SMTP server on the loopback address, for trying things out, for tests and for measuring.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "mail_server/mail_folder.h"
+#include "mail_server/server_dialogue.h"
+
+namespace qv {
+
+struct MailServerOptions {
+  SmtpRules rules;
+  std::size_t maxConnections = 64;  ///< one more is answered 421 and closed
+  int idleSeconds = 300;            ///< RFC 5321 4.5.3.2.7: five minutes without a command end a session
+  /// Called for every message once it is kept and before the client hears so; one call at a time, on the
+  /// session's thread. It must not call the server.
+  std::function<void(const ReceivedMessage&)> onMessage;
+};
+
+struct MailServerCounts {
+  std::uint64_t connections = 0;
+  std::uint64_t messages = 0;
+  std::uint64_t bytes = 0;  ///< of the messages' texts
+};
+
+/// Accepts any mail from this machine and delivers none. Sessions run on threads of their own.
+class MailServer {
+ public:
+  MailServer() = default;
+  ~MailServer() { stop(); }
+  MailServer(const MailServer&) = delete;
+  MailServer& operator=(const MailServer&) = delete;
+
+  /// Listens on 127.0.0.1 at `port` (0: a free one) and keeps what it accepts in `folder`, which is made when
+  /// missing; an empty `folder`, or discarding texts, keeps no files. False, with the reason in `error`, when
+  /// it cannot.
+  bool start(std::uint16_t port, const std::string& folder, MailServerOptions options = {});
+  /// Ends all sessions, wherever they are, and waits for their threads. May start again afterwards.
+  void stop();
+
+  std::uint16_t port() const noexcept { return port_; }
+  const std::string& error() const noexcept { return error_; }
+  MailServerCounts counts() const noexcept;
+
+ private:
+  struct Connection {
+    int handle;  // tcp::Handle
+    bool done = false;
+    std::thread thread;
+  };
+
+  void acceptConnections();
+  void removeFinished();
+  void converse(int handle);
+  bool keep(ReceivedMessage& message, std::string& words);
+
+  MailServerOptions options_;
+  MailFolder folder_;
+  bool keepsFiles_ = false;
+  std::string error_;
+  std::uint16_t port_ = 0;
+  int listener_ = -1;
+  std::thread acceptor_;
+  std::atomic<bool> stopping_{false};
+
+  std::mutex connectionsMutex_;  // guards the list, and each handle from being closed while it is shut down
+  std::list<Connection> connections_;
+  std::mutex onMessageMutex_;
+
+  std::atomic<std::uint64_t> numConnections_{0};
+  std::atomic<std::uint64_t> numMessages_{0};
+  std::atomic<std::uint64_t> numBytes_{0};
+};
+
+}  // namespace qv

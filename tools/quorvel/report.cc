@@ -1,0 +1,78 @@
+#include "quorvel/report.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <system_error>
+
+namespace cli {
+
+namespace {
+
+constexpr int kDetailLines = 6;
+
+}  // namespace
+
+void warn(std::string_view text) {
+  std::cerr << "quorvel: " << printable(text) << "\n";
+}
+
+void print(const Failure& failure) {
+  warn(failure.what);
+  std::istringstream lines(printable(failure.details));
+  std::string line;
+  int count = 0;
+  while (std::getline(lines, line)) {
+    if (line.empty()) continue;
+    if (++count <= kDetailLines) std::cerr << "  " << line << "\n";
+  }
+  if (count > kDetailLines)
+    std::cerr << "  (" << count - kDetailLines << " more lines: see the log, --log)\n";
+  if (!failure.nextStep.empty()) std::cerr << "Next: " << printable(failure.nextStep) << "\n";
+}
+
+std::string printable(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    // U+0080 to U+009F are control characters too; in UTF-8 they are 0xC2 and a byte of that range.
+    const bool c1 =
+        byte == 0xC2 && i + 1 < text.size() && (static_cast<unsigned char>(text[i + 1]) & 0xE0) == 0x80;
+    if (c1) ++i;
+    result += c1 || byte == 0x7F || (byte < 0x20 && byte != '\t' && byte != '\n') ? '?' : text[i];
+  }
+  return result;
+}
+
+std::string indented(std::string_view text, std::string_view indent) {
+  std::string result;
+  while (!text.empty()) {
+    const std::size_t end = text.find('\n');
+    std::string_view line = text.substr(0, end);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    result.append(indent).append(line).append("\n");
+  }
+  return result;
+}
+
+std::string readFile(const std::string& path, std::string_view purpose) {
+  std::ostringstream content;
+  if (path == "-") {
+    if (std::cin.peek() != std::char_traits<char>::eof()) content << std::cin.rdbuf();
+    return content.str();
+  }
+  std::error_code error;
+  const bool isFolder = std::filesystem::is_directory(path, error);
+  std::ifstream file(path, std::ios::binary);
+  if (isFolder || !file) {
+    throw Failure{Status::file, "cannot read the " + std::string(purpose) + " file " + path,
+                  isFolder ? "Is a directory" : "", "check the path and its permissions"};
+  }
+  if (file.peek() != std::char_traits<char>::eof()) content << file.rdbuf();
+  return content.str();
+}
+
+}  // namespace cli

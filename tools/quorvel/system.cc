@@ -1,0 +1,59 @@
+#include "quorvel/system.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <system_error>
+
+#include "quorvel/report.h"
+
+namespace cli {
+
+namespace {
+
+sigset_t stopSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGHUP);
+  return signals;
+}
+
+}  // namespace
+
+bool isTerminal(int descriptor) {
+  return isatty(descriptor) == 1;
+}
+
+void holdStopSignals() {
+  const sigset_t signals = stopSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+void waitForStopSignal() {
+  const sigset_t signals = stopSignals();
+  int received = 0;
+  while (sigwait(&signals, &received) != 0) {
+  }
+}
+
+TemporaryFolder::TemporaryFolder() {
+  std::error_code error;
+  std::string name = (std::filesystem::temp_directory_path(error) / "quorvel-XXXXXX").string();
+  if (mkdtemp(name.data()) == nullptr) {
+    throw Failure{Status::file, "cannot make a temporary folder " + name,
+                  std::generic_category().message(errno), "set TMPDIR to a folder that you may write to"};
+  }
+  path_ = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+}  // namespace cli
