@@ -111,6 +111,10 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   const CalendarTime& emailDate() const noexcept { return emailDate_; }
   void setEmailDate(const CalendarTime& time) noexcept { emailDate_ = time; }
   std::string_view getUidl() const { return getHeaderField("X-UIDL"); }
+  /// The unique id by which the message is found again on the server that it came from: the one that the server
+  /// gave, whatever the message itself says; without one, the field.
+  std::string_view uidlOnServer() const { return serverUidl_.empty() ? getUidl() : serverUidl_.view(); }
+  void setServerUidl(std::string_view uidl) { serverUidl_ = uidl; }
 
   // Sender and recipients. Indexes are 0-based; out of range reads as empty.
   /// From the text of one address; nothing changes when it holds none.
@@ -350,6 +354,7 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   StringBuffer relatedType_;
   Origination origination_ = Origination::unknown;
   std::int32_t messageNumber_ = -1;
+  StringBuffer serverUidl_;
 };
 
 }  // namespace qv

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
+#include <cmath>
 #include <cstddef>
 #include <ctime>
 
@@ -14,28 +14,26 @@ extern "C" __attribute__((weak, visibility("default"))) const char* __asan_defau
 
 namespace qv_test {
 
-/// How many times the processor time of `work(make(n))` that of `work(make(2 * n))` is: the medians of five
-/// runs. About 2 for linear work, 4 for quadratic. Measured again, up to three times, while it is above
-/// `limit`, as a busy machine can spoil a measurement.
+/// The factor by which the processor time of `work(make(n))` grows when `n` is doubled: about 2 for linear work,
+/// 4 for quadratic. Taken over two doublings, from n / 2 to 2 * n, and from the fastest of five runs at each
+/// size, as a busy machine only ever adds time; measured again, up to five times, while it is above `limit`.
 template <typename Make, typename Work>
 double costOfTwice(std::size_t n, Make make, Work work, double limit = 3) {
-  const auto once = make(n);
-  const auto twice = make(2 * n);
+  const auto small = make(n / 2);
+  const auto large = make(n * 2);
   const auto seconds = [&](const auto& input) {
     const std::clock_t start = std::clock();
     work(input);
     return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
   };
   double best = 1e9;
-  for (int attempt = 0; attempt < 3 && best > limit; ++attempt) {
-    std::array<double, 5> small{}, large{};
-    for (std::size_t i = 0; i < small.size(); ++i) {
-      small[i] = seconds(once);
-      large[i] = seconds(twice);
+  for (int attempt = 0; attempt < 5 && best > limit; ++attempt) {
+    double ofSmall = 1e9, ofLarge = 1e9;
+    for (int run = 0; run < 5; ++run) {
+      ofSmall = std::min(ofSmall, seconds(small));
+      ofLarge = std::min(ofLarge, seconds(large));
     }
-    std::nth_element(small.begin(), small.begin() + 2, small.end());
-    std::nth_element(large.begin(), large.begin() + 2, large.end());
-    best = std::min(best, large[2] / std::max(small[2], 1e-5));
+    best = std::min(best, std::sqrt(ofLarge / std::max(ofSmall, 1e-5)));
   }
   return best;
 }
