@@ -114,6 +114,7 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   /// The unique id by which the message is found again on the server that it came from: the one that the server
   /// gave, whatever the message itself says; without one, the field.
   std::string_view uidlOnServer() const { return serverUidl_.empty() ? getUidl() : serverUidl_.view(); }
+  std::string_view serverUidl() const noexcept { return serverUidl_; }
   void setServerUidl(std::string_view uidl) { serverUidl_ = uidl; }
 
   // Sender and recipients. Indexes are 0-based; out of range reads as empty.
