@@ -72,6 +72,7 @@ void addDemoCommand(CLI::App& app, Run& run) {
       *app.add_subcommand("demo", "Send a sample mail to a server of its own, and show all of it");
   demo.add_option("--examples", *examples, "Folder of the samples letter.txt and letter.html")
       ->type_name("FOLDER")
+      ->take_last()
       ->capture_default_str();
   demo.callback([&run, examples] { run = [examples] { return runDemo(*examples); }; });
 }
