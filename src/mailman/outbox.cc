@@ -125,6 +125,10 @@ bool Outbox::verifySmtpConnection() {
   return smtpCheckConnectivity(settings_.smtp, log_);
 }
 
+bool Outbox::verifySmtpLogin() {
+  return openSession(settings_.smtp) != nullptr;
+}
+
 std::unique_ptr<SmtpConn> Outbox::openSession(const SmtpSettings& smtp) {
   std::unique_ptr<SmtpConn> session;
   try {

@@ -49,6 +49,8 @@ class Outbox {
                        std::string_view body, std::string_view smtpServer);
   /// Whether the server greets and answers. Leaves no error report.
   bool verifySmtpConnection();
+  /// Whether the server takes the login of the settings, or lets in without one. Leaves no error report.
+  bool verifySmtpLogin();
 
  private:
   struct Milestones;
