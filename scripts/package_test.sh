@@ -56,7 +56,8 @@ cp build/packages/*.deb "$root/try"
 cp -r tests/install "$root/try/install"
 inside bash -euc 'apt-get -qq update && apt-get -qq -y --no-install-recommends install /try/*.deb >/try/log 2>&1 ||
   { tail /try/log; exit 1; }'
-inside ldconfig -p | grep -q 'libquorvel\.so\.2 ' || { say "the loader does not know the library"; exit 1; }
+known=$(inside ldconfig -p)
+[[ $known == *libquorvel.so.2\ * ]] || { say "the loader does not know the library"; exit 1; }
 inside quorvel --version
 inside bash -euc 'apt-get -qq -y --no-install-recommends install python3 g++ cmake ninja-build pkg-config libssl-dev \
   >/try/log 2>&1 || { tail /try/log; exit 1; }'
