@@ -113,22 +113,56 @@ class ScriptedServer {
   std::thread thread_;
 };
 
-/// An SMTP server that takes everything, but for what a test has it say.
-class SmtpServer {
+/// What a server says to commands: what a test has it say, else the usual.
+class Replies {
  public:
-  /// Gives the whole reply to a command (without its line end), to "MESSAGE" or, at the start, to "GREETING";
-  /// none for the usual one. After a reply that ends with kClose the connection is closed.
+  /// Gives the whole reply to a command (without its line end) or, at the start, to "GREETING"; none for the
+  /// usual one. After a reply that ends with kClose the connection is closed.
   using Reply = std::function<std::optional<std::string>(std::string_view command)>;
   static constexpr char kClose = '\x04';
+
+  /// Only the first `cutAfter` bytes of all replies to a client are sent, then the connection is closed.
+  Replies(Reply reply, std::size_t cutAfter) : reply_(std::move(reply)), cutAfter_(cutAfter) {}
+  /// By rules as "EHLO=502 no|RCPT TO:<b@h>=550-no\r\n550 such": the replies to what begins so.
+  static Reply followRules(std::string_view rules) {
+    return [rules = split(rules)](std::string_view command) -> std::optional<std::string> {
+      for (const std::string& rule : rules) {
+        const std::size_t at = rule.find('=');
+        if (command.starts_with(rule.substr(0, at))) return rule.substr(at + 1) + "\r\n";
+      }
+      return std::nullopt;
+    };
+  }
+  /// What was set for this command, if anything.
+  std::optional<std::string> special(std::string_view command) const {
+    return reply_ ? reply_(command) : std::nullopt;
+  }
+  void newClient() { left_ = cutAfter_; }
+  /// False when the session is over with it.
+  bool send(Peer& peer, std::string reply) {
+    const bool close = reply.ends_with(kClose) || reply.size() > left_;
+    if (reply.ends_with(kClose)) reply.pop_back();
+    reply.resize(std::min(reply.size(), left_));
+    left_ -= reply.size();
+    return peer.send(reply) && !close;
+  }
+
+ private:
+  Reply reply_;
+  std::size_t cutAfter_, left_ = 0;
+};
+
+/// An SMTP server that takes everything, but for what a test has it say to commands and to "MESSAGE".
+class SmtpServer {
+ public:
+  using Reply = Replies::Reply;
+  static constexpr char kClose = Replies::kClose;
 
   /// Only the first `cutAfter` bytes of all replies are sent, then the connection is closed.
   explicit SmtpServer(Reply reply = nullptr, std::size_t cutAfter = std::string::npos,
                       std::string_view address = "127.0.0.1", std::uint16_t port = 0)
-      : reply_(std::move(reply)),
-        cutAfter_(cutAfter),
-        server_([this](Peer& peer) { serve(peer); }, address, port) {}
-  /// By rules as "EHLO=502 no|RCPT TO:<b@h>=550-no\r\n550 such": the replies to what begins so.
-  explicit SmtpServer(std::string_view rules) : SmtpServer(followRules(split(rules))) {}
+      : replies_(std::move(reply), cutAfter), server_([this](Peer& peer) { serve(peer); }, address, port) {}
+  explicit SmtpServer(std::string_view rules) : SmtpServer(Replies::followRules(rules)) {}
 
   bool listening() const { return server_.listening(); }
   std::uint16_t port() const { return server_.port(); }
@@ -148,22 +182,13 @@ class SmtpServer {
   }
 
  private:
-  static Reply followRules(Strings rules) {
-    return [rules = std::move(rules)](std::string_view command) -> std::optional<std::string> {
-      for (const std::string& rule : rules) {
-        const std::size_t at = rule.find('=');
-        if (command.starts_with(rule.substr(0, at))) return rule.substr(at + 1) + "\r\n";
-      }
-      return std::nullopt;
-    };
-  }
   static std::string usualReply(std::string_view command) {
     if (command == "GREETING") return "220 ready\r\n";
     if (command == "DATA") return "354 go on\r\n";
     return command == "QUIT" ? "221 bye\r\n" : "250 ok\r\n";
   }
   void serve(Peer& peer) {
-    left_ = cutAfter_;
+    replies_.newClient();
     std::string text;
     if (!answer(peer, "GREETING")) return;
     while (peer.readThrough(inMessage_ ? "\r\n.\r\n" : "\r\n", text)) {
@@ -174,18 +199,12 @@ class SmtpServer {
     }
   }
   bool answer(Peer& peer, std::string_view command) {
-    auto reply = reply_ ? reply_(command) : std::nullopt;
-    if (!reply) reply = usualReply(command);
-    const bool close = reply->ends_with(kClose) || reply->size() > left_;
-    if (reply->ends_with(kClose)) reply->pop_back();
-    reply->resize(std::min(reply->size(), left_));
-    left_ -= reply->size();
-    inMessage_ = command == "DATA" && reply->starts_with("354");
-    return peer.send(*reply) && !close;
+    const std::string reply = replies_.special(command).value_or(usualReply(command));
+    inMessage_ = command == "DATA" && reply.starts_with("354");
+    return replies_.send(peer, reply);
   }
 
-  Reply reply_;
-  std::size_t cutAfter_, left_ = 0;
+  Replies replies_;
   bool inMessage_ = false;
   Strings commands_, messages_;
   ScriptedServer server_;  // last: its thread uses the others
