@@ -20,12 +20,17 @@ fi
 mirror=${QUORVEL_MIRROR:-http://deb.debian.org/debian}
 root=$(mktemp -d)
 clean_up() {
-  for mounted in proc dev; do
+  for mounted in proc dev/pts dev; do
     ! mountpoint -q "$root/$mounted" || umount "$root/$mounted"
   done
   rm -rf --one-file-system "$root"
 }
 trap clean_up EXIT
+mount_in_root() {
+  mount -t proc proc "$root/proc" || say "no /proc in the root"
+  mount --bind /dev "$root/dev" || say "no /dev in the root"
+  mount --bind /dev/pts "$root/dev/pts" || say "no /dev/pts in the root"
+}
 
 # An unpacked base system is kept, as an archive, for the next time.
 base=build/packages-base.tar
@@ -42,8 +47,7 @@ fi
 cp /etc/resolv.conf "$root/etc/resolv.conf"
 printf 'deb %s bookworm main\ndeb %s bookworm-updates main\ndeb %s bookworm-security main\n' \
   "$mirror" "$mirror" "$mirror-security" >"$root/etc/apt/sources.list"
-mount -t proc proc "$root/proc" || say "no /proc in the root"
-mount --bind /dev "$root/dev" || say "no /dev in the root"
+mount_in_root
 
 inside() {
   env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
@@ -71,8 +75,7 @@ if [[ ${1:-} == --bare ]]; then
   mkdir -p "$root"
   tar -C "$root" -xf "$base"
   cp /etc/resolv.conf "$root/etc/resolv.conf"
-  mount -t proc proc "$root/proc" || say "no /proc in the root"
-  mount --bind /dev "$root/dev" || say "no /dev in the root"
+  mount_in_root
   mkdir "$root/quorvel"
   tar --exclude=./build --exclude=./.git -cf - . | tar -C "$root/quorvel" -xf -
   inside /quorvel/dev demo
