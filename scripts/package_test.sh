@@ -26,7 +26,8 @@ clean_up() {
   rm -rf --one-file-system "$root"
 }
 trap clean_up EXIT
-mount_in_root() {
+open_root() {  # what a system expects of its root folder, which mktemp made for this user alone, and mounts
+  chmod 755 "$root"
   mount -t proc proc "$root/proc" || say "no /proc in the root"
   mount --bind /dev "$root/dev" || say "no /dev in the root"
   mount --bind /dev/pts "$root/dev/pts" || say "no /dev/pts in the root"
@@ -47,7 +48,7 @@ fi
 cp /etc/resolv.conf "$root/etc/resolv.conf"
 printf 'deb %s bookworm main\ndeb %s bookworm-updates main\ndeb %s bookworm-security main\n' \
   "$mirror" "$mirror" "$mirror-security" >"$root/etc/apt/sources.list"
-mount_in_root
+open_root
 
 inside() {
   env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
@@ -75,7 +76,7 @@ if [[ ${1:-} == --bare ]]; then
   mkdir -p "$root"
   tar -C "$root" -xf "$base"
   cp /etc/resolv.conf "$root/etc/resolv.conf"
-  mount_in_root
+  open_root
   mkdir "$root/quorvel"
   tar --exclude=./build --exclude=./.git -cf - . | tar -C "$root/quorvel" -xf -
   inside /quorvel/dev demo
