@@ -12,7 +12,6 @@ target_include_directories(quorvel_bench PRIVATE ${PROJECT_SOURCE_DIR}/tools)
 target_compile_options(quorvel_bench PRIVATE ${QUORVEL_WARNINGS})
 target_link_libraries(quorvel_bench PRIVATE qv_api quorvel_mail_server benchmark::benchmark_main)
 
-find_package(PkgConfig REQUIRED)
 pkg_check_modules(GMIME QUIET IMPORTED_TARGET gmime-3.0)
 pkg_check_modules(CURL QUIET IMPORTED_TARGET libcurl)
 foreach(peer GMIME CURL)

@@ -18,7 +18,7 @@ foreach(library quorvel quorvel_static)
   target_compile_features(${library} INTERFACE cxx_std_20)
   target_include_directories(${library} INTERFACE
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-  target_link_libraries(${library} PRIVATE OpenSSL::Crypto Threads::Threads)
+  target_link_libraries(${library} PRIVATE OpenSSL::Crypto PkgConfig::LIBZIP Threads::Threads)
 endforeach()
 
 target_link_options(quorvel PRIVATE

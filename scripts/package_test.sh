@@ -64,7 +64,7 @@ inside bash -euc 'apt-get -qq update && apt-get -qq -y --no-install-recommends i
 known=$(inside ldconfig -p)
 [[ $known == *libquorvel.so.2\ * ]] || { say "the loader does not know the library"; exit 1; }
 inside quorvel --version
-inside bash -euc 'apt-get -qq -y --no-install-recommends install python3 g++ cmake ninja-build pkg-config libssl-dev \
+inside bash -euc 'apt-get -qq -y --no-install-recommends install python3 g++ cmake ninja-build pkg-config libssl-dev libzip-dev \
   >/try/log 2>&1 || { tail /try/log; exit 1; }'
 inside bash /try/install/build_hosts.sh /usr /try/hosts
 inside python3 /try/install/host.py
