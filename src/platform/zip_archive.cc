@@ -103,7 +103,8 @@ bool ZipArchive::read(std::size_t index, std::string& out, std::string& error) {
   }
   // What the archive says of an entry's size is its maker's word only.
   constexpr std::size_t kChunk = std::size_t{64} << 10;
-  const std::uint64_t limit = counted_[index] ? kMaxEntry : std::min(kMaxEntry, kMaxTotal - total_);
+  const std::uint64_t limit =
+      counted_[index] ? limits_.entry : std::min(limits_.entry, limits_.total - total_);
   for (;;) {
     const std::size_t before = out.size();
     if (out.capacity() < before + kChunk) out.reserve(2 * (before + kChunk));

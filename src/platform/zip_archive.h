@@ -13,17 +13,19 @@ struct zip;  // libzip's
 
 namespace qv {
 
+/// A small archive can hold a great many zeros: an entry that is larger than this when unpacked is not read,
+/// nor is one when the entries read from the archive so far are that large together.
+struct ZipLimits {
+  std::uint64_t entry = std::uint64_t{512} << 20;
+  std::uint64_t total = std::uint64_t{8} << 30;
+};
+
 /// One archive file. What is appended is in memory until `close` writes it; the file is then replaced as a
 /// whole. A failure leaves the reason in `error`, a text that may hold names from the archive. Indexes are
 /// 0-based.
 class ZipArchive {
  public:
-  /// An entry that is larger when unpacked is not read; nor is one when the entries read so far from this
-  /// archive are that large together. A small archive can hold a great many zeros.
-  static constexpr std::uint64_t kMaxEntry = std::uint64_t{512} << 20;
-  static constexpr std::uint64_t kMaxTotal = std::uint64_t{8} << 30;
-
-  ZipArchive() = default;
+  explicit ZipArchive(ZipLimits limits = {}) noexcept : limits_(limits) {}
   /// What was appended and not yet written is lost.
   ~ZipArchive();
   ZipArchive(const ZipArchive&) = delete;
@@ -49,6 +51,7 @@ class ZipArchive {
   bool openFile(std::string_view path, int flags, std::string& error);
   std::string freeName(std::string_view name);
 
+  ZipLimits limits_;
   zip* archive_ = nullptr;
   std::size_t numStored_ = 0;                             // entries that the file holds
   std::deque<std::string> appended_;                      // the bytes of those that come after them
