@@ -5,8 +5,10 @@
 #include <random>
 #include <string>
 
+#include "core/text.h"
 #include "mime/transfer_coding.h"
 #include "platform/wipe.h"
+#include "support/hex.h"
 #include "support/linear_cost.h"
 
 namespace qv {
@@ -14,6 +16,7 @@ namespace {
 
 using namespace std::string_literals;
 using namespace std::string_view_literals;
+using qv_test::hexOf;
 
 std::string hidden(std::string_view secret, std::string_view reply) {
   SecretMask mask;
@@ -21,15 +24,6 @@ std::string hidden(std::string_view secret, std::string_view reply) {
   StringBuffer text(reply);
   mask.hideIn(text);
   return text.str();
-}
-
-std::string hexOf(std::string_view bytes, const char* digits) {
-  std::string text;
-  for (const char c : bytes) {
-    text += digits[static_cast<unsigned char>(c) >> 4];
-    text += digits[static_cast<unsigned char>(c) & 15];
-  }
-  return text;
 }
 
 TEST(SecretMask, Rows) {
@@ -71,8 +65,8 @@ TEST(SecretMask, NoFormOfASecretIsLeft) {
     const std::string whole = randomText(random() % 5) + secret + randomText(random() % 5);
     const std::string coded = ContentCoding::encodeBase64ToBuffer(whole).str();
     EXPECT_EQ(hidden(secret, "a " + coded + " b"), "a ***** b");
-    EXPECT_EQ(hidden(secret, hexOf(whole, "0123456789abcdef")), "*****");
-    EXPECT_EQ(hidden(secret, hexOf(whole, "0123456789ABCDEF")), "*****");
+    EXPECT_EQ(hidden(secret, hexOf(whole)), "*****");
+    EXPECT_EQ(hidden(secret, toUpper(hexOf(whole))), "*****");
     EXPECT_EQ(hidden(secret, whole).find(secret), std::string::npos);
   }
 }
