@@ -18,7 +18,7 @@ import tempfile
 from pathlib import Path
 
 # The floors from the ground up.
-FLOORS = ["platform", "core", "mime", "email", "net", "mailman", "api"]
+FLOORS = ["platform", "core", "mime", "cert", "email", "net", "mailman", "api"]
 
 # Folders that may include more than the standard library, and what.
 EXTRA = {"mime": {"immintrin.h"}}
