@@ -9,6 +9,8 @@
 
 namespace quorvel {
 
+class IQuorvelZip4;
+
 /// Created as "QuorvelMail.QuorvelEmail". An index out of range, and a field or part that is not there, reads
 /// as an empty text.
 class QUORVEL_API IQuorvelEmail : public IQuorvelObject {
@@ -77,6 +79,8 @@ class QUORVEL_API IQuorvelEmail : public IQuorvelObject {
   virtual std::int32_t SaveAllAttachments(std::string_view directory) = 0;
   /// The text without CRs, up to its first NUL.
   virtual std::string GetAttachmentString(std::int32_t index) = 0;
+  /// Stores this message in an archive.
+  virtual std::int32_t AppendToZip(IQuorvelZip4* iZip4) = 0;
   virtual std::string get_FromName() = 0;
   virtual void put_FromName(std::string_view name) = 0;
   /// What holds no '@' changes nothing.
@@ -112,6 +116,7 @@ class QUORVEL_API IQuorvelEmail2 : public IQuorvelEmail {
   /// As SaveAttachedFile. Without a file name the item's other names are taken, at last "relatedItem0".
   virtual std::int32_t SaveRelatedItem(std::int32_t index, std::string_view directory) = 0;
   virtual void SetHtmlBody(std::string_view html) = 0;
+  /// The X-UIDL field, which a message may also have brought along; `ServerUidl` is the server's word.
   virtual std::string get_Uidl() = 0;
   /// Replaces every field of that name, and the members that it stands for; an empty value removes it.
   virtual void AddHeaderField(std::string_view fieldName, std::string_view fieldValue) = 0;
@@ -150,6 +155,9 @@ class QUORVEL_API IQuorvelEmail3 : public IQuorvelEmail2 {
   virtual std::int32_t LoadEml(std::string_view filename) = 0;
   /// Writes what GetMime gives to a file, which is replaced as a whole.
   virtual std::int32_t SaveEml(std::string_view filename) = 0;
+  /// The unique id under which the POP3 server listed this message, whatever the message says itself; empty
+  /// when it came from elsewhere.
+  virtual std::string get_ServerUidl() = 0;
 };
 
 }  // namespace quorvel

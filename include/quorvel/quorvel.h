@@ -4,7 +4,10 @@
 #include <quorvel/component.h>
 #include <quorvel/dispatch.h>
 #include <quorvel/email.h>
+#include <quorvel/email_bundle.h>
 #include <quorvel/log.h>
 #include <quorvel/mail_man.h>
 #include <quorvel/object.h>
 #include <quorvel/outgoing.h>
+#include <quorvel/string_array.h>
+#include <quorvel/zip.h>

@@ -55,4 +55,9 @@ std::shared_ptr<Email> emailOfNumber(std::int32_t number) {
   return found == all.emails.end() ? nullptr : found->second;
 }
 
+std::shared_ptr<Email> internalEmail(quorvel::IQuorvelEmail& email) {
+  const auto object = email.as<quorvel::IQuorvelEmail2>();
+  return object ? emailOfNumber(object->GetImpl()) : nullptr;
+}
+
 }  // namespace qv

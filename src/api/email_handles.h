@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <memory>
 
+#include <quorvel/email.h>
+
 #include "email/email.h"
 
 namespace qv {
@@ -27,5 +29,7 @@ class EmailHandle {
 /// The e-mail of a number, shared so that it outlives whatever the host does meanwhile; null when the number
 /// is not one of this component's. Safe to call from several threads.
 std::shared_ptr<Email> emailOfNumber(std::int32_t number);
+/// The e-mail behind a host's object; null when it is none of this component's.
+std::shared_ptr<Email> internalEmail(quorvel::IQuorvelEmail& email);
 
 }  // namespace qv

@@ -5,8 +5,11 @@
 #include <quorvel/component.h>
 
 #include "api/quorvel_email.h"
+#include "api/quorvel_email_bundle.h"
 #include "api/quorvel_log.h"
 #include "api/quorvel_mail_man.h"
+#include "api/quorvel_zip.h"
+#include "api/qv_string_array.h"
 
 namespace qv {
 
@@ -23,6 +26,11 @@ constexpr ClassInfo kClasses[] = {
     {CQuorvelMailMan::kClassName, "IQuorvelMailMan3", "QuorvelMail.QuorvelMailMan",
      makeObject<CQuorvelMailMan>},
     {CQuorvelEmail::kClassName, "IQuorvelEmail3", "QuorvelMail.QuorvelEmail", makeObject<CQuorvelEmail>},
+    {CQuorvelEmailBundle::kClassName, "IQuorvelEmailBundle2", "QuorvelMail.QuorvelEmailBundle",
+     makeObject<CQuorvelEmailBundle>},
+    {CQvStringArray::kClassName, "IQvStringArray", "QuorvelMail.QvStringArray", makeObject<CQvStringArray>},
+    {CQuorvelZip::kClassName, "IQuorvelZip4", "QuorvelMail.QuorvelZip", makeObject<CQuorvelZip>},
+    {CQuorvelZipEntry::kClassName, "IQuorvelZipEntry4", "", nullptr},
     {CQuorvelLog::kClassName, "IQuorvelLog2", "", nullptr},
 };
 

@@ -92,6 +92,8 @@ CQuorvelEmail::CQuorvelEmail() : email_(std::make_shared<Email>(log())), handle_
   email_->setOrigination(Origination::createdForSending);
 }
 
+CQuorvelEmail::CQuorvelEmail(std::unique_ptr<Email> email) : email_(std::move(email)), handle_(email_) {}
+
 // Sender, subject, body.
 
 std::string CQuorvelEmail::get_Body() {
@@ -121,6 +123,18 @@ std::string CQuorvelEmail::get_From() {
 }
 void CQuorvelEmail::put_From(std::string_view text) {
   publicCall(plain("put_From"), [&](CLog*) { email_->setFrom(text); });
+}
+
+std::int32_t CQuorvelEmail::AppendToZip(quorvel::IQuorvelZip4* iZip4) {
+  return publicFlag(inContext("AppendToZip"), [&](CLog* log) {
+    if (iZip4 == nullptr) {
+      logError(log, "Null interface pointer.");
+      return Outcome::failedQuietly;
+    }
+    if (iZip4->AppendEmail(this)) return Outcome::done;
+    logError(log, "Method IQuorvelZip4::AppendEmail failed.");
+    return Outcome::failedQuietly;
+  });
 }
 
 std::string CQuorvelEmail::get_FromName() {
@@ -243,6 +257,9 @@ void CQuorvelEmail::put_Mailer(std::string_view value) {
 
 std::string CQuorvelEmail::get_Uidl() {
   return publicRead(plain("get_Uidl"), [this](CLog*) { return std::string(email_->getUidl()); });
+}
+std::string CQuorvelEmail::get_ServerUidl() {
+  return publicRead(plain("get_ServerUidl"), [this](CLog*) { return std::string(email_->serverUidl()); });
 }
 
 std::string CQuorvelEmail::get_OutlookDistList() {

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include <quorvel/email.h>
+#include <quorvel/zip.h>
 
 #include "api/email_handles.h"
 #include "api/object_base.h"
@@ -23,6 +24,8 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
 
   /// A new message, created for sending.
   CQuorvelEmail();
+  /// One that was received; not null.
+  explicit CQuorvelEmail(std::unique_ptr<Email> email);
   std::string_view className() const noexcept override { return kClassName; }
 
   std::string get_Body() override;
@@ -68,6 +71,7 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
   std::int32_t SaveAttachedFile(std::int32_t index, std::string_view directory) override;
   std::int32_t SaveAllAttachments(std::string_view directory) override;
   std::string GetAttachmentString(std::int32_t index) override;
+  std::int32_t AppendToZip(quorvel::IQuorvelZip4* iZip4) override;
   std::string get_FromName() override;
   void put_FromName(std::string_view name) override;
   std::string get_FromAddress() override;
@@ -110,6 +114,7 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
   std::int32_t LoadMime(std::string_view mimeText) override;
   std::int32_t LoadEml(std::string_view filename) override;
   std::int32_t SaveEml(std::string_view filename) override;
+  std::string get_ServerUidl() override;
 
  private:
   Outcome become(std::string_view mimeText, CLog* log);

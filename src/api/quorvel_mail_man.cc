@@ -12,12 +12,6 @@ namespace qv {
 
 namespace {
 
-/// The internal e-mail of a host's object; null when it is none of this component's.
-std::shared_ptr<Email> internalEmail(quorvel::IQuorvelEmail& email) {
-  const auto object = email.as<quorvel::IQuorvelEmail2>();
-  return object ? emailOfNumber(object->GetImpl()) : nullptr;
-}
-
 Outcome outcomeOf(const SendReport& report) {
   if (report.success) return Outcome::done;
   return report.reportError ? Outcome::failed : Outcome::failedQuietly;
@@ -88,15 +82,17 @@ std::int32_t CQuorvelMailMan::get_ConnectTimeout() {
   return publicRead(plain("get_ConnectTimeout"), [this](CLog*) { return settings_.smtp.connectTimeout; });
 }
 void CQuorvelMailMan::put_ConnectTimeout(std::int32_t seconds) {
-  publicCall(plain("put_ConnectTimeout"),
-             [&](CLog*) { settings_.smtp.connectTimeout = std::max(seconds, 0); });
+  publicCall(plain("put_ConnectTimeout"), [&](CLog*) {
+    settings_.smtp.connectTimeout = receiving_.pop.connectTimeout = std::max(seconds, 0);
+  });
 }
 
 std::int32_t CQuorvelMailMan::get_ReadTimeout() {
   return publicRead(plain("get_ReadTimeout"), [this](CLog*) { return settings_.smtp.readTimeout; });
 }
 void CQuorvelMailMan::put_ReadTimeout(std::int32_t seconds) {
-  publicCall(plain("put_ReadTimeout"), [&](CLog*) { settings_.smtp.readTimeout = std::max(seconds, 0); });
+  publicCall(plain("put_ReadTimeout"),
+             [&](CLog*) { settings_.smtp.readTimeout = receiving_.pop.readTimeout = std::max(seconds, 0); });
 }
 
 std::string CQuorvelMailMan::get_Version() {
@@ -139,6 +135,12 @@ std::int32_t CQuorvelMailMan::QuickSend(std::string_view from, std::string_view 
 std::int32_t CQuorvelMailMan::VerifySmtpConnection() {
   return send(onServer("VerifySmtpConnection"), [](Outbox outbox, CLog*) {
     return outbox.verifySmtpConnection() ? Outcome::done : Outcome::failedQuietly;
+  });
+}
+
+std::int32_t CQuorvelMailMan::VerifySmtpLogin() {
+  return send(onServer("VerifySmtpLogin"), [](Outbox outbox, CLog*) {
+    return outbox.verifySmtpLogin() ? Outcome::done : Outcome::failedQuietly;
   });
 }
 

@@ -11,12 +11,15 @@
 #include "api/event_source.h"
 #include "api/object_base.h"
 #include "api/public_call.h"
+#include "api/quorvel_email_bundle.h"
+#include "mailman/mail_man.h"
 #include "mailman/outbox.h"
 #include "net/progress_monitor.h"
 
 namespace qv {
 
-/// Keeps the settings and lets the outbox do the sending. Progress reaches the host's sinks through it.
+/// Keeps the settings and lets the outbox do the sending and the engine the receiving. Progress reaches the
+/// host's sinks through it.
 class CQuorvelMailMan final : public ObjectBase<quorvel::IQuorvelMailMan3>,
                               public FireComEvent,
                               public EventSource {
@@ -28,32 +31,68 @@ class CQuorvelMailMan final : public ObjectBase<quorvel::IQuorvelMailMan3>,
   std::string get_SmtpHost() override;
   void put_SmtpHost(std::string_view host) override;
   std::int32_t SendEmail(quorvel::IQuorvelEmail* email) override;
+  std::string get_MailHost() override;
+  void put_MailHost(std::string_view host) override;
+  std::string get_PopUsername() override;
+  void put_PopUsername(std::string_view username) override;
+  std::string get_PopPassword() override;
+  void put_PopPassword(std::string_view password) override;
   std::int32_t get_SmtpPort() override;
   void put_SmtpPort(std::int32_t port) override;
+  std::int32_t get_MailPort() override;
+  void put_MailPort(std::int32_t port) override;
+  std::int32_t get_MaxCount() override;
+  void put_MaxCount(std::int32_t count) override;
+  std::int32_t get_SizeLimit() override;
+  void put_SizeLimit(std::int32_t bytes) override;
+  quorvel::Ref<quorvel::IQuorvelEmailBundle> CopyMail() override;
+  quorvel::Ref<quorvel::IQuorvelEmailBundle> TransferMail() override;
+  std::int32_t CheckMail() override;
   std::string get_Version() override;
   quorvel::Ref<quorvel::IQuorvelLog> GetLog() override;
   std::int32_t QuickSend(std::string_view from, std::string_view to, std::string_view subject,
                          std::string_view body, std::string_view smtpServer) override;
 
+  std::string get_Filter() override;
+  void put_Filter(std::string_view expression) override;
   std::string get_SmtpUsername() override;
   void put_SmtpUsername(std::string_view username) override;
   std::string get_SmtpPassword() override;
   void put_SmtpPassword(std::string_view password) override;
   std::string get_LogMailSentFilename() override;
   void put_LogMailSentFilename(std::string_view filename) override;
+  std::string get_LogMailReceivedFilename() override;
+  void put_LogMailReceivedFilename(std::string_view filename) override;
+  quorvel::Ref<quorvel::IQuorvelEmailBundle2> GetAllHeaders(std::int32_t numBodyLines) override;
+  void DeleteEmail(quorvel::IQuorvelEmail2* email) override;
+  quorvel::Ref<quorvel::IQuorvelEmailBundle2> GetHeaders(std::int32_t numBodyLines, std::int32_t fromIndex,
+                                                         std::int32_t toIndex) override;
+  quorvel::Ref<quorvel::IQuorvelEmail2> GetFullEmail(quorvel::IQuorvelEmail2* email) override;
+  void DeleteBundle(quorvel::IQuorvelEmailBundle2* bundle) override;
+  void DeleteMultiple(quorvel::IQvStringArray* uidlArray) override;
+  quorvel::Ref<quorvel::IQuorvelEmail2> FetchEmail(std::string_view uidl) override;
+  quorvel::Ref<quorvel::IQuorvelEmailBundle2> FetchMultiple(quorvel::IQvStringArray* uidlArray) override;
+  std::int32_t VerifyPopConnection() override;
+  std::int32_t VerifyPopLogin() override;
   std::int32_t VerifySmtpConnection() override;
+  std::int32_t VerifySmtpLogin() override;
   std::string get_SmtpLoginDomain() override;
   void put_SmtpLoginDomain(std::string_view domain) override;
   std::string get_SmtpAuthMethod() override;
   void put_SmtpAuthMethod(std::string_view method) override;
   std::int32_t get_SendIndividual() override;
   void put_SendIndividual(std::int32_t individual) override;
+  std::int32_t get_AutoSaveCerts() override;
+  void put_AutoSaveCerts(std::int32_t save) override;
+  quorvel::Ref<quorvel::IQvStringArray> GetUidls() override;
   void SaveXmlLog(std::string_view filename) override;
 
   std::int32_t get_ConnectTimeout() override;
   void put_ConnectTimeout(std::int32_t seconds) override;
   std::int32_t get_ReadTimeout() override;
   void put_ReadTimeout(std::int32_t seconds) override;
+  std::int32_t MatchFilter(quorvel::IQuorvelEmail2* email) override;
+  std::string ExplainFilter(quorvel::IQuorvelEmail2* email) override;
 
   /// Raises `MessageProc` on every connected sink.
   void progressEvent(std::int32_t senderId, std::int32_t messageId, std::int32_t param1,
@@ -62,8 +101,14 @@ class CQuorvelMailMan final : public ObjectBase<quorvel::IQuorvelMailMan3>,
  private:
   template <typename Send>
   std::int32_t send(const Operation& operation, Send use);
+  template <typename Receive>
+  Outcome receive(const Operation& operation, Receive use);
+  template <typename Collect>
+  quorvel::Ref<CQuorvelEmailBundle> getMail(std::string_view name, std::string_view step,
+                                            Origination origination, Collect collect);
 
   OutboxSettings settings_;
+  ReceiveSettings receiving_;
 };
 
 }  // namespace qv

@@ -3,9 +3,12 @@
 #include "api/type_library.h"
 
 #include <quorvel/email.h>
+#include <quorvel/email_bundle.h>
 #include <quorvel/log.h>
 #include <quorvel/mail_man.h>
 #include <quorvel/outgoing.h>
+#include <quorvel/string_array.h>
+#include <quorvel/zip.h>
 
 namespace qv {
 
@@ -105,6 +108,7 @@ constexpr Row kEmail[] = {
     row<&IQuorvelEmail::SaveAttachedFile>(32, Kind::method, "SaveAttachedFile", "index, directory", "Writes an attachment to a new file in a directory."),
     row<&IQuorvelEmail::SaveAllAttachments>(33, Kind::method, "SaveAllAttachments", "directory", "Saves every attachment; 1 when all were saved."),
     row<&IQuorvelEmail::GetAttachmentString>(34, Kind::method, "GetAttachmentString", "index", "An attachment as text without CRs, up to its first NUL."),
+    row<&IQuorvelEmail::AppendToZip>(35, Kind::method, "AppendToZip", "iZip4", "Stores the message in an archive; 1 on success."),
     row<&IQuorvelEmail::get_LocalDate>(36, Kind::get, "LocalDate", "", "The date of the message in local time."),
     row<&IQuorvelEmail::put_LocalDate>(36, Kind::put, "LocalDate", "value", "Not supported; always fails."),
     row<&IQuorvelEmail::get_FromName>(37, Kind::get, "FromName", "", "The sender's name."),
@@ -153,33 +157,117 @@ constexpr Row kEmail3[] = {
     row<&IQuorvelEmail3::LoadMime>(95, Kind::method, "LoadMime", "mimeText", "Becomes the message of a MIME text."),
     row<&IQuorvelEmail3::LoadEml>(96, Kind::method, "LoadEml", "filename", "Becomes the message of a file."),
     row<&IQuorvelEmail3::SaveEml>(97, Kind::method, "SaveEml", "filename", "Writes the message as MIME text to a file."),
+    row<&IQuorvelEmail3::get_ServerUidl>(100, Kind::get, "ServerUidl", "", "The unique id under which the server listed the message."),
+};
+
+constexpr Row kStringArray[] = {
+    row<&IQvStringArray::get_Count>(1, Kind::get, "Count", "", "The number of texts."),
+    row<&IQvStringArray::Append>(2, Kind::method, "Append", "str", "Adds a text at the end."),
+    row<&IQvStringArray::Clear>(3, Kind::method, "Clear", "", "Removes all texts."),
+    row<&IQvStringArray::Contains>(4, Kind::method, "Contains", "str", "1 when the text is there."),
+    row<&IQvStringArray::Remove>(5, Kind::method, "Remove", "str", "Removes every occurrence of a text."),
+    row<&IQvStringArray::GetString>(6, Kind::method, "GetString", "index", "The text at an index; empty when out of range."),
+    row<&IQvStringArray::Serialize>(7, Kind::method, "Serialize", "", "The whole array as one line of text."),
+    row<&IQvStringArray::AppendSerialized>(8, Kind::method, "AppendSerialized", "encodedStr", "Appends the texts of a serialized array."),
+    row<&IQvStringArray::get_Unique>(9, Kind::get, "Unique", "", "1 when a text is stored once only."),
+    row<&IQvStringArray::put_Unique>(9, Kind::put, "Unique", "value", "1 stores no text that is there already."),
+    row<&IQvStringArray::get_Trim>(10, Kind::get, "Trim", "", "1 when texts are stored without white space at their ends."),
+    row<&IQvStringArray::put_Trim>(10, Kind::put, "Trim", "value", "1 stores texts without white space at their ends."),
+    row<&IQvStringArray::get_Crlf>(11, Kind::get, "Crlf", "", "1 when line ends are stored as CR LF."),
+    row<&IQvStringArray::put_Crlf>(11, Kind::put, "Crlf", "value", "1 stores line ends as CR LF, 0 after it as LF."),
+    row<&IQvStringArray::Prepend>(12, Kind::method, "Prepend", "str", "Adds a text at the front."),
+    row<&IQvStringArray::Find>(13, Kind::method, "Find", "str, beginIndex", "The first place of a text at or behind an index; -1 when there is none."),
+    row<&IQvStringArray::InsertAt>(14, Kind::method, "InsertAt", "index, str", "Adds a text before that at an index."),
+    row<&IQvStringArray::RemoveAt>(15, Kind::method, "RemoveAt", "index", "Removes the text at an index."),
+    row<&IQvStringArray::LastString>(16, Kind::method, "LastString", "", "The last text."),
+    row<&IQvStringArray::Pop>(17, Kind::method, "Pop", "", "Removes the last text and gives it."),
+};
+
+constexpr Row kBundle[] = {
+    row<&IQuorvelEmailBundle::get_MessageCount>(1, Kind::get, "MessageCount", "", "The number of e-mails."),
+    row<&IQuorvelEmailBundle::AddEmail>(2, Kind::method, "AddEmail", "email", "Appends an e-mail, which is shared with the host."),
+    row<&IQuorvelEmailBundle::GetEmail>(3, Kind::method, "GetEmail", "index", "The e-mail at an index; none when out of range."),
+    row<&IQuorvelEmailBundle::RemoveEmail>(4, Kind::method, "RemoveEmail", "email", "Removes the first entry that holds this very e-mail; 0 when none does."),
+    row<&IQuorvelEmailBundle::AppendToZip>(5, Kind::method, "AppendToZip", "zip", "Stores every e-mail that is not there yet in an archive."),
+    row<&IQuorvelEmailBundle::AddFromZip>(6, Kind::method, "AddFromZip", "zip", "Appends the e-mails of an archive."),
+};
+
+constexpr Row kZip[] = {
+    row<&IQuorvelZip4::Open>(1, Kind::method, "Open", "path", "Opens an archive; 1 on success."),
+    row<&IQuorvelZip4::Create>(2, Kind::method, "Create", "path", "Begins a new archive; 1 on success."),
+    row<&IQuorvelZip4::Close>(3, Kind::method, "Close", "", "Writes what was appended and closes the archive."),
+    row<&IQuorvelZip4::get_NumEntries>(4, Kind::get, "NumEntries", "", "The number of entries."),
+    row<&IQuorvelZip4::GetEntryByIndex>(5, Kind::method, "GetEntryByIndex", "index", "The entry at an index; none when out of range."),
+    row<&IQuorvelZip4::AppendEmail>(6, Kind::method, "AppendEmail", "email", "Stores an e-mail as a message file; gives its entry."),
+};
+
+constexpr Row kZipEntry[] = {
+    row<&IQuorvelZipEntry4::GetEmail>(1, Kind::method, "GetEmail", "", "A new e-mail made of the entry; none when it is no message."),
+    row<&IQuorvelZipEntry4::get_ZipFile>(2, Kind::get, "ZipFile", "", "The archive that the entry belongs to."),
+};
+
+constexpr Row kBundle2[] = {
+    row<&IQuorvelEmailBundle2::GetUidls>(9, Kind::method, "GetUidls", "", "The Uidl of each e-mail that has one."),
 };
 
 constexpr Row kMailMan[] = {
     row<&IQuorvelMailMan::get_SmtpHost>(1, Kind::get, "SmtpHost", "", "The SMTP server; \"localhost\" at first."),
     row<&IQuorvelMailMan::put_SmtpHost>(1, Kind::put, "SmtpHost", "value", "Sets the SMTP server."),
     row<&IQuorvelMailMan::SendEmail>(2, Kind::method, "SendEmail", "email", "Sends a message; 1 when the server took it for at least one recipient."),
+    row<&IQuorvelMailMan::get_MailHost>(4, Kind::get, "MailHost", "", "The POP3 server."),
+    row<&IQuorvelMailMan::put_MailHost>(4, Kind::put, "MailHost", "value", "Sets the POP3 server."),
+    row<&IQuorvelMailMan::get_PopUsername>(5, Kind::get, "PopUsername", "", "The name of the mailbox."),
+    row<&IQuorvelMailMan::put_PopUsername>(5, Kind::put, "PopUsername", "value", "Sets the name of the mailbox."),
+    row<&IQuorvelMailMan::get_PopPassword>(6, Kind::get, "PopPassword", "", "The password of the mailbox."),
+    row<&IQuorvelMailMan::put_PopPassword>(6, Kind::put, "PopPassword", "value", "Sets the password of the mailbox."),
     row<&IQuorvelMailMan::get_SmtpPort>(7, Kind::get, "SmtpPort", "", "The SMTP server's port; 25 at first."),
     row<&IQuorvelMailMan::put_SmtpPort>(7, Kind::put, "SmtpPort", "value", "Sets the SMTP server's port."),
+    row<&IQuorvelMailMan::get_MailPort>(8, Kind::get, "MailPort", "", "The POP3 server's port; 110 at first."),
+    row<&IQuorvelMailMan::put_MailPort>(8, Kind::put, "MailPort", "value", "Sets the POP3 server's port."),
+    row<&IQuorvelMailMan::get_MaxCount>(9, Kind::get, "MaxCount", "", "How many messages are downloaded at most; 999999 at first."),
+    row<&IQuorvelMailMan::put_MaxCount>(9, Kind::put, "MaxCount", "value", "Sets how many messages are downloaded at most."),
+    row<&IQuorvelMailMan::get_SizeLimit>(10, Kind::get, "SizeLimit", "", "Messages listed as larger are not downloaded; 999999999 at first."),
+    row<&IQuorvelMailMan::put_SizeLimit>(10, Kind::put, "SizeLimit", "value", "Sets the size in bytes; listings of unique ids tell none."),
+    row<&IQuorvelMailMan::CopyMail>(11, Kind::method, "CopyMail", "", "The messages on the POP3 server that the filter keeps."),
+    row<&IQuorvelMailMan::TransferMail>(12, Kind::method, "TransferMail", "", "The same, and deletes them from the server."),
+    row<&IQuorvelMailMan::CheckMail>(14, Kind::method, "CheckMail", "", "The number of messages on the server; -1 when it cannot be told."),
     row<&IQuorvelMailMan::get_Version>(22, Kind::get, "Version", "", "The version of the component."),
     row<&IQuorvelMailMan::GetLog>(23, Kind::method, "GetLog", "", "The log of all operations."),
     row<&IQuorvelMailMan::QuickSend>(24, Kind::method, "QuickSend", "From, to, Subject, Body, smtpServer", "Sends a plain message through port 25 of a server."),
 };
 
 constexpr Row kMailMan2[] = {
+    row<&IQuorvelMailMan2::get_Filter>(27, Kind::get, "Filter", "", "Which messages the receiving operations keep."),
+    row<&IQuorvelMailMan2::put_Filter>(27, Kind::put, "Filter", "value", "Sets the filter expression; empty keeps all."),
     row<&IQuorvelMailMan2::get_SmtpUsername>(31, Kind::get, "SmtpUsername", "", "The name to log in with."),
     row<&IQuorvelMailMan2::put_SmtpUsername>(31, Kind::put, "SmtpUsername", "value", "Sets the name to log in with; without one there is no login."),
     row<&IQuorvelMailMan2::get_SmtpPassword>(32, Kind::get, "SmtpPassword", "", "The password to log in with."),
     row<&IQuorvelMailMan2::put_SmtpPassword>(32, Kind::put, "SmtpPassword", "value", "Sets the password to log in with."),
     row<&IQuorvelMailMan2::get_LogMailSentFilename>(34, Kind::get, "LogMailSentFilename", "", "The journal of sent messages."),
     row<&IQuorvelMailMan2::put_LogMailSentFilename>(34, Kind::put, "LogMailSentFilename", "value", "Sets the journal of sent messages; an empty name keeps none."),
+    row<&IQuorvelMailMan2::get_LogMailReceivedFilename>(35, Kind::get, "LogMailReceivedFilename", "", "The journal of received messages."),
+    row<&IQuorvelMailMan2::put_LogMailReceivedFilename>(35, Kind::put, "LogMailReceivedFilename", "value", "Sets the journal of received messages; an empty name keeps none."),
+    row<&IQuorvelMailMan2::GetAllHeaders>(36, Kind::method, "GetAllHeaders", "numBodyLines", "The headers of all messages, with 1 to 10000 lines of each body."),
+    row<&IQuorvelMailMan2::DeleteEmail>(37, Kind::method, "DeleteEmail", "email", "Deletes from the server the message that an e-mail came from."),
+    row<&IQuorvelMailMan2::GetHeaders>(38, Kind::method, "GetHeaders", "numBodyLines, fromIndex, toIndex", "The headers of the messages at these positions, counted from 0."),
+    row<&IQuorvelMailMan2::GetFullEmail>(39, Kind::method, "GetFullEmail", "email", "The whole message of which an e-mail holds the header."),
+    row<&IQuorvelMailMan2::DeleteBundle>(40, Kind::method, "DeleteBundle", "bundle", "Deletes from the server the messages that the e-mails came from."),
+    row<&IQuorvelMailMan2::DeleteMultiple>(41, Kind::method, "DeleteMultiple", "uidlArray", "Deletes the messages with these unique ids."),
+    row<&IQuorvelMailMan2::FetchEmail>(42, Kind::method, "FetchEmail", "Uidl", "The message with this unique id."),
+    row<&IQuorvelMailMan2::FetchMultiple>(43, Kind::method, "FetchMultiple", "uidlArray", "The messages with these unique ids, in server order."),
+    row<&IQuorvelMailMan2::VerifyPopConnection>(44, Kind::method, "VerifyPopConnection", "", "1 when the POP3 server greets."),
+    row<&IQuorvelMailMan2::VerifyPopLogin>(45, Kind::method, "VerifyPopLogin", "", "1 when the POP3 server takes the login."),
     row<&IQuorvelMailMan2::VerifySmtpConnection>(46, Kind::method, "VerifySmtpConnection", "", "1 when the SMTP server greets."),
+    row<&IQuorvelMailMan2::VerifySmtpLogin>(47, Kind::method, "VerifySmtpLogin", "", "1 when the SMTP server takes the login."),
     row<&IQuorvelMailMan2::get_SmtpLoginDomain>(48, Kind::get, "SmtpLoginDomain", "", "The domain of an NTLM login."),
     row<&IQuorvelMailMan2::put_SmtpLoginDomain>(48, Kind::put, "SmtpLoginDomain", "value", "Sets the domain of an NTLM login."),
     row<&IQuorvelMailMan2::get_SmtpAuthMethod>(51, Kind::get, "SmtpAuthMethod", "", "The login method asked for."),
     row<&IQuorvelMailMan2::put_SmtpAuthMethod>(51, Kind::put, "SmtpAuthMethod", "value", "NTLM, CRAM-MD5, LOGIN or PLAIN; empty for the best offered."),
     row<&IQuorvelMailMan2::get_SendIndividual>(52, Kind::get, "SendIndividual", "", "1 when each address of a list gets its own message."),
     row<&IQuorvelMailMan2::put_SendIndividual>(52, Kind::put, "SendIndividual", "value", "0 sends one message to many addresses of a list."),
+    row<&IQuorvelMailMan2::get_AutoSaveCerts>(55, Kind::get, "AutoSaveCerts", "", "1 when certificates that come with mail are kept, as at first."),
+    row<&IQuorvelMailMan2::put_AutoSaveCerts>(55, Kind::put, "AutoSaveCerts", "value", "0 keeps no certificates that come with mail."),
+    row<&IQuorvelMailMan2::GetUidls>(56, Kind::method, "GetUidls", "", "The unique ids of all messages, in server order."),
     row<&IQuorvelMailMan2::SaveXmlLog>(57, Kind::method, "SaveXmlLog", "filename", "Writes the log as XML, without timestamps."),
 };
 
@@ -188,6 +276,8 @@ constexpr Row kMailMan3[] = {
     row<&IQuorvelMailMan3::put_ConnectTimeout>(58, Kind::put, "ConnectTimeout", "value", "Less than 0 is stored as 0."),
     row<&IQuorvelMailMan3::get_ReadTimeout>(59, Kind::get, "ReadTimeout", "", "Seconds to wait for each piece of an answer; 0 as long as it takes."),
     row<&IQuorvelMailMan3::put_ReadTimeout>(59, Kind::put, "ReadTimeout", "value", "Less than 0 is stored as 0."),
+    row<&IQuorvelMailMan3::MatchFilter>(60, Kind::method, "MatchFilter", "email", "1 when the filter keeps this e-mail."),
+    row<&IQuorvelMailMan3::ExplainFilter>(61, Kind::method, "ExplainFilter", "email", "How the filter comes to its result for this e-mail."),
 };
 
 constexpr Row kOutgoing[] = {
@@ -201,6 +291,11 @@ constexpr InterfaceRows kInterfaces[] = {
     {"IQuorvelEmail", "", kEmail},
     {"IQuorvelEmail2", "IQuorvelEmail", kEmail2},
     {"IQuorvelEmail3", "IQuorvelEmail2", kEmail3},
+    {"IQvStringArray", "", kStringArray},
+    {"IQuorvelEmailBundle", "", kBundle},
+    {"IQuorvelEmailBundle2", "IQuorvelEmailBundle", kBundle2},
+    {"IQuorvelZip4", "", kZip},
+    {"IQuorvelZipEntry4", "", kZipEntry},
     {"IQuorvelMailMan", "", kMailMan},
     {"IQuorvelMailMan2", "IQuorvelMailMan", kMailMan2},
     {"IQuorvelMailMan3", "IQuorvelMailMan2", kMailMan3},

@@ -42,7 +42,7 @@ TEST(Members, OfAnObjectAreThoseOfItsWholeLine) {
   const auto mailMan = quorvel::create("QuorvelMail.QuorvelMailMan");
   const auto members = quorvel::members(*mailMan);
   EXPECT_EQ(line("", members.front()), " 1 get SmtpHost");
-  EXPECT_EQ(line("", members.back()), " 59 put ReadTimeout");
+  EXPECT_EQ(line("", members.back()), " 61 method ExplainFilter");
   EXPECT_EQ(quorvel::idOfName(*mailMan, "SaveXmlLog"), 57);
   for (const char* unknown : {"savexmllog", "", "SendEmail ", "GetMime"}) {
     EXPECT_EQ(quorvel::idOfName(*mailMan, unknown), 0) << unknown;

@@ -1,0 +1,101 @@
+#include "api/quorvel_email_bundle.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "api/public_call.h"
+#include "api/qv_string_array.h"
+
+namespace qv {
+
+std::int32_t CQuorvelEmailBundle::get_MessageCount() {
+  return publicRead(plain("get_MessageCount"),
+                    [this](CLog*) { return static_cast<std::int32_t>(entries_.size()); });
+}
+
+std::int32_t CQuorvelEmailBundle::AddEmail(quorvel::IQuorvelEmail* email) {
+  return publicFlag(inContext("AddEmail"), [&](CLog* log) {
+    if (email == nullptr) {
+      logError(log, "No Email was provided");
+      return Outcome::failed;
+    }
+    auto object = email->as<quorvel::IQuorvelEmail2>();
+    if (!object) {
+      logError(log, "Cannot get IQuorvelEmail2 interface.");
+      return Outcome::failed;
+    }
+    append(std::move(object));
+    return Outcome::done;
+  });
+}
+
+quorvel::Ref<quorvel::IQuorvelEmail> CQuorvelEmailBundle::GetEmail(std::int32_t index) {
+  constexpr Operation operation{.name = "GetEmail", .context = "GetEmailBundle"};
+  return publicRead(operation, [&](CLog*) -> quorvel::Ref<quorvel::IQuorvelEmail> {
+    const auto place = static_cast<std::size_t>(index);
+    if (index < 0 || place >= entries_.size()) return nullptr;
+    return entries_[place].email;
+  });
+}
+
+std::int32_t CQuorvelEmailBundle::RemoveEmail(quorvel::IQuorvelEmail* email) {
+  return publicFlag(inContext("RemoveEmail"), [&](CLog* log) {
+    if (email == nullptr) {
+      logError(log, "No Email was provided");
+      return Outcome::failedQuietly;
+    }
+    const auto holdsIt = [email](const PersistedEmail& entry) { return entry.email.get() == email; };
+    const auto found = std::find_if(entries_.begin(), entries_.end(), holdsIt);
+    if (found == entries_.end()) return Outcome::failedQuietly;
+    entries_.erase(found);
+    return Outcome::done;
+  });
+}
+
+std::int32_t CQuorvelEmailBundle::AppendToZip(quorvel::IQuorvelZip4* zip) {
+  return publicFlag(inContext("AppendToZip"), [&](CLog* log) {
+    if (zip == nullptr) {
+      logError(log, "Zip parameter is null");
+      return Outcome::failedQuietly;
+    }
+    for (PersistedEmail& entry : entries_) {
+      if (entry.zipEntry && entry.zipEntry->get_ZipFile().get() == zip) continue;
+      auto stored = zip->AppendEmail(entry.email.get());
+      if (stored) entry.zipEntry = std::move(stored);
+    }
+    return Outcome::done;
+  });
+}
+
+std::int32_t CQuorvelEmailBundle::AddFromZip(quorvel::IQuorvelZip4* zip) {
+  return publicFlag(inContext("AddFromZip"), [&](CLog* log) {
+    if (zip == nullptr) {
+      logError(log, "Zip parameter is null");
+      return Outcome::failedQuietly;
+    }
+    const std::int32_t count = zip->get_NumEntries();
+    for (std::int32_t i = 0; i < count; ++i) {
+      auto zipEntry = zip->GetEntryByIndex(i);
+      auto email = zipEntry ? zipEntry->GetEmail() : nullptr;
+      if (email) entries_.push_back({std::move(email), std::move(zipEntry)});
+    }
+    return Outcome::done;
+  });
+}
+
+quorvel::Ref<quorvel::IQvStringArray> CQuorvelEmailBundle::GetUidls() {
+  quorvel::Ref<quorvel::IQvStringArray> result;
+  publicCall(inContext("GetUidls"), [&](CLog* log) {
+    std::vector<StringBuffer> uidls;
+    for (const PersistedEmail& entry : entries_) {
+      const std::string uidl = entry.email->get_Uidl();
+      if (!uidl.empty()) uidls.emplace_back(uidl);
+    }
+    result = createStringArray(uidls, log);
+    return result ? Outcome::done : Outcome::failed;
+  });
+  return result;
+}
+
+}  // namespace qv
