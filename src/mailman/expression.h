@@ -1,4 +1,4 @@
-// The filter language: which e-mails a receiving operation keeps.
+// The filter language: which e-mails a receiving operation keeps. docs/filters.md tells it to a person.
 #pragma once
 
 #include <cstdint>
@@ -36,15 +36,22 @@ enum class TokenType : std::int32_t {
 
 struct ExpressionToken {
   TokenType type = TokenType::nothing;
-  StringBuffer text;  ///< of a literal or the name of a term; otherwise empty
+  StringBuffer text{};  ///< of a literal or the name of a term; otherwise empty
 
-  /// What it is worth in a comparison.
+  /// Appends what it is worth in a comparison: a literal its text, a term the field's value, true "1",
+  /// everything else "0".
   void valueText(const ExpressionTermSource& source, StringBuffer& out) const;
+  /// What it is worth as a result. A term: whether its value, when that begins with a decimal integer of any
+  /// length (white space and a sign may stand before it), is not 0; otherwise whether it is not empty. A
+  /// literal is false, as an operator is.
   bool truthValue(const ExpressionTermSource& source) const;
+  /// As one would write it, without control characters; a long text is cut short. "[true]" and "[false]" are
+  /// results.
+  std::string visible() const;
 };
 
 /// A filter expression. Made once from its text, evaluated against any number of e-mails; evaluating changes
-/// nothing and takes time in proportion to the expression and the values that it compares.
+/// nothing, never fails, and takes time in proportion to the expression and the values that it compares.
 class Expression {
  public:
   explicit Expression(std::string_view text);
@@ -52,16 +59,24 @@ class Expression {
   bool evaluate(const ExpressionTermSource& source) const;
 
   /// Tells a person how the value comes about: called after each token that is shifted and after each
-  /// reduction, with what happened and the stack as it then is, bottom first.
-  using Explain = std::function<void(std::string_view step, const std::vector<ExpressionToken>& stack)>;
+  /// reduction, with what happened, fit for a terminal, and the stack as it then is, bottom first.
+  using Explain =
+      std::function<void(std::string_view step, const std::vector<const ExpressionToken*>& stack)>;
   bool evaluate(const ExpressionTermSource& source, const Explain& explain) const;
+
+  const std::vector<ExpressionToken>& tokens() const noexcept { return tokens_; }
 
  private:
   std::vector<ExpressionToken> tokens_;
 };
 
-/// Whether `text` is matched by `pattern`, in which "*" stands for any bytes. Linear in the text for each part
-/// of the pattern between two "*".
+/// The tokens, each step with the stack after it, and the value with what it rests on: lines for a person, of
+/// printable text whatever the e-mail holds. Grows with the number of tokens; long texts and stacks are cut
+/// short.
+std::string explainExpression(const Expression& expression, const ExpressionTermSource& source);
+
+/// Whether `text` is matched by `pattern`, in which "*" stands for any bytes. Linear in both. An empty
+/// pattern matches the empty text only.
 bool wildcardMatch(std::string_view text, std::string_view pattern, bool caseSensitive);
 
 }  // namespace qv
