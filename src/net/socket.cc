@@ -4,8 +4,8 @@
 #include <atomic>
 #include <cstring>
 #include <limits>
+#include <utility>
 
-#include "core/text.h"
 #include "platform/clock.h"
 #include "platform/host_name.h"
 
@@ -19,15 +19,15 @@ void ParseBuffer::append(std::string_view bytes) {
 
 char* ParseBuffer::prepare(std::size_t count) {
   // Room is won back once at least half of the buffer has been handed out, so that no byte moves more often
-  // than bytes were taken.
-  if (start_ >= length()) {
-    const std::size_t kept = length();
-    if (kept != 0) std::memcpy(data_.data(), data_.data() + start_, kept);
-    data_.truncate(kept);
+  // than bytes were taken; and when all that is left was searched in vain, for then it is the beginning of
+  // the text that is awaited and goes with it.
+  const bool awaited = searched_ == data_.size();
+  if (start_ != 0 && (awaited || start_ >= length())) {
+    data_.set(data_.view().substr(start_));
     searched_ -= start_;
     start_ = 0;
   }
-  if (data_.capacity() == 0) data_.reserve(std::max(count, kInitialCapacity));
+  if (data_.empty()) data_.reserve(std::max(count, kInitialCapacity));
   const std::size_t length = data_.size();
   char* room = data_.extend(count);
   data_.truncate(length);
@@ -38,7 +38,18 @@ void ParseBuffer::commit(std::size_t count) {
   data_.extend(count);
 }
 
-bool ParseBuffer::extractThrough(std::string_view terminator, StringBuffer& out) {
+bool ParseBuffer::extractThrough(std::string_view terminator, StringBuffer& out, std::size_t begun) {
+  const std::size_t end = endOfText(terminator, begun);
+  if (end == std::string_view::npos) return false;
+  handOut(end, out);
+  return true;
+}
+
+std::size_t ParseBuffer::endOfText(std::string_view terminator, std::size_t begun) {
+  const std::string_view text = data_.view();
+  const std::string_view rest = terminator.substr(begun);
+  if (begun != 0 && text.substr(start_).starts_with(rest)) return start_ + rest.size();
+
   std::size_t from = start_;
   if (searchedFor_ == terminator) {
     // The terminator may have begun in what was searched before.
@@ -46,23 +57,41 @@ bool ParseBuffer::extractThrough(std::string_view terminator, StringBuffer& out)
   } else {
     searchedFor_ = terminator;
   }
-  const std::size_t at = findText(view(), terminator, from);
-  if (at == std::string_view::npos) {
-    searched_ = data_.size();
-    return false;
+  // The byte in the middle is looked for: of the end of a multi-line answer that is its dot, of which a mail
+  // has fewer than of line ends.
+  const std::size_t middle = terminator.size() / 2;
+  for (std::size_t at = from + middle; (at = text.find(terminator[middle], at)) != std::string_view::npos;
+       ++at) {
+    if (text.substr(at - middle).starts_with(terminator)) return at - middle + terminator.size();
   }
-  const std::size_t end = at + terminator.size();
-  out.set(view().substr(start_, end - start_));
-  start_ = searched_ = end;
-  return true;
+  searched_ = text.size();
+  return std::string_view::npos;
+}
+
+void ParseBuffer::handOut(std::size_t end, StringBuffer& out) {
+  const std::string_view text = data_.view().substr(start_, end - start_);
+  const std::string_view left = data_.view().substr(end);
+  if (start_ != 0 || text.size() < kHandedOver || text.size() < left.size()) {
+    out.set(text);
+    start_ = searched_ = end;
+    return;
+  }
+  StringBuffer rest(left);
+  data_.truncate(end);
+  out = std::move(data_);
+  data_ = std::move(rest);
+  start_ = searched_ = 0;
 }
 
 void ParseBuffer::clear() noexcept {
-  data_.truncate(0);
+  data_.clear();
   start_ = searched_ = 0;
 }
 
 namespace {
+
+/// What one receive takes at most; a processor's cache still holds it when it is searched.
+constexpr std::size_t kLargestTake = std::size_t{256} << 10;
 
 class QuorvelSocketImpl final : public QuorvelSocket {
  public:
@@ -78,7 +107,7 @@ class QuorvelSocketImpl final : public QuorvelSocket {
   bool receiveBytes(char* buffer, std::size_t& length, CLog* log) override;
   bool sendBytes(std::string_view data, CLog* log, ProgressMonitor* progress) override;
   bool receiveUntil(StringBuffer& out, std::string_view terminator, std::size_t chunkSize, CLog* log,
-                    ProgressMonitor* progress, std::size_t limit) override;
+                    ProgressMonitor* progress, std::size_t limit, std::size_t begun) override;
   void getLocalHostName(StringBuffer& out) override { out.set(canonicalHostName()); }
   bool listenOnPort(std::int32_t port) override;
   std::unique_ptr<QuorvelSocket> acceptConnection() override;
@@ -226,11 +255,21 @@ bool QuorvelSocketImpl::receiveExact(char* buffer, std::size_t count, CLog* log)
   return true;
 }
 
+void stepInChunks(ProgressMonitor* progress, std::size_t amount, std::size_t chunkSize) {
+  while (progress != nullptr && amount > 0) {
+    const std::size_t chunk = std::min(amount, std::max<std::size_t>(chunkSize, 1));
+    progress->step(chunk);
+    amount -= chunk;
+  }
+}
+
 bool QuorvelSocketImpl::receiveUntil(StringBuffer& out, std::string_view terminator, std::size_t chunkSize,
-                                     CLog* log, ProgressMonitor* progress, std::size_t limit) {
+                                     CLog* log, ProgressMonitor* progress, std::size_t limit,
+                                     std::size_t begun) {
   out.clear();
+  stepInChunks(progress, receiveBuffer_.length(), chunkSize);
   for (;;) {
-    const bool complete = receiveBuffer_.extractThrough(terminator, out);
+    const bool complete = receiveBuffer_.extractThrough(terminator, out, begun);
     if (complete && out.size() <= limit) return true;
     if (complete || receiveBuffer_.length() >= limit) {
       out.clear();
@@ -238,14 +277,11 @@ bool QuorvelSocketImpl::receiveUntil(StringBuffer& out, std::string_view termina
       logDataLong(log, "limit_bytes", static_cast<long>(limit));
       return false;
     }
-    std::size_t received = ParseBuffer::kInitialCapacity;
+    // The more of a text has come, the more may be expected to come.
+    std::size_t received = std::clamp(receiveBuffer_.length(), ParseBuffer::kInitialCapacity, kLargestTake);
     if (!receiveBytes(receiveBuffer_.prepare(received), received, log)) break;
     receiveBuffer_.commit(received);
-    for (std::size_t left = progress == nullptr ? 0 : received; left > 0;) {
-      const std::size_t amount = std::min(left, std::max<std::size_t>(chunkSize, 1));
-      progress->step(amount);
-      left -= amount;
-    }
+    stepInChunks(progress, received, chunkSize);
   }
   logError(log, checkSocket() ? "Failed to read data from socket" : "Socket is no longer readable");
   return false;

@@ -7,7 +7,6 @@
 #include <string>
 #include <string_view>
 
-#include "core/growable_bytes.h"
 #include "core/log.h"
 #include "core/quorvel_object.h"
 #include "core/string_buffer.h"
@@ -17,10 +16,13 @@
 namespace qv {
 
 /// Bytes that have been received and not yet handed out. Grows geometrically; taking text from the front
-/// and searching for a terminator cost no more than the bytes that are new.
+/// and searching for a terminator cost no more than the bytes that are new. A large text is handed out in the
+/// storage that it arrived in.
 class ParseBuffer {
  public:
   static constexpr std::size_t kInitialCapacity = 32000;
+  /// A text of this size or more is handed out without being copied, where it can be.
+  static constexpr std::size_t kHandedOver = std::size_t{256} << 10;
 
   void append(std::string_view bytes);
   /// Room for `count` more bytes, for receiving straight into; `commit` says how many arrived. Without a
@@ -30,14 +32,16 @@ class ParseBuffer {
   std::size_t length() const noexcept { return data_.size() - start_; }
   /// Takes everything up to and including the first occurrence of `terminator` off the front into `out`
   /// (replaced). False, and nothing changed, when it is not there. The search resumes where the last one
-  /// for the same terminator stopped; a zero byte is a byte like any other.
-  bool extractThrough(std::string_view terminator, StringBuffer& out);
+  /// for the same terminator stopped; a zero byte is a byte like any other. The first `begun` bytes of the
+  /// terminator may also be those that were taken just before.
+  bool extractThrough(std::string_view terminator, StringBuffer& out, std::size_t begun = 0);
   void clear() noexcept;
 
  private:
-  std::string_view view() const noexcept { return {data_.data(), data_.size()}; }
+  std::size_t endOfText(std::string_view terminator, std::size_t begun);
+  void handOut(std::size_t end, StringBuffer& out);
 
-  GrowableBytes data_;
+  StringBuffer data_;
   std::size_t start_ = 0;     // bytes before it have been handed out
   std::size_t searched_ = 0;  // no `searchedFor_` ends before this place
   std::string searchedFor_;
@@ -65,9 +69,12 @@ class QuorvelSocket : public QuorvelObject {
   virtual bool sendBytes(std::string_view data, CLog* log, ProgressMonitor* progress) = 0;
   /// Receives until `terminator` has arrived; `out` then holds the text with it. More than that may be
   /// taken from the network and is kept for the next call; `progress` steps by the bytes taken, in steps of
-  /// `chunkSize`. A text of more than `limit` bytes is refused.
+  /// `chunkSize`; those that were taken by an earlier call count as taken now. A text of more than `limit`
+  /// bytes is refused. The first `begun` bytes of the terminator may be the last ones of the text received
+  /// before.
   virtual bool receiveUntil(StringBuffer& out, std::string_view terminator, std::size_t chunkSize, CLog* log,
-                            ProgressMonitor* progress, std::size_t limit = kMaxLine) = 0;
+                            ProgressMonitor* progress, std::size_t limit = kMaxLine,
+                            std::size_t begun = 0) = 0;
   /// Replaces `out` by the machine's fully qualified name where it has one.
   virtual void getLocalHostName(StringBuffer& out) = 0;
   /// Binds to every local address and listens.

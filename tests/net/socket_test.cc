@@ -86,6 +86,59 @@ TEST(ParseBuffer, PiecesMakeNoDifference) {
   EXPECT_EQ(out.view(), "a\n");
 }
 
+TEST(ParseBuffer, ATerminatorMayHaveBegunBefore) {
+  const struct {
+    const char* text;
+    const char* taken;  // none when it does not end
+  } rows[] = {
+      {".\r\nrest", ".\r\n"},
+      {"..\r\n.\r\n", "..\r\n.\r\n"},
+      {"\r\n.\r\n", "\r\n.\r\n"},
+      {"a.\r\n\r\n.\r\n", "a.\r\n\r\n.\r\n"},
+      {".\r", ""},
+      {"\n.\r\n", ""},
+  };
+  for (const auto& row : rows) {
+    const std::string text = row.text;
+    for (std::size_t piece = 1; piece <= text.size(); ++piece) {
+      ParseBuffer buffer;
+      StringBuffer out;
+      buffer.append("+OK\r\n");
+      EXPECT_TRUE(buffer.extractThrough("\r\n", out));
+      bool found = false;
+      for (std::size_t at = 0; at < text.size() && !found; at += piece) {
+        buffer.append(std::string_view(text).substr(at, piece));
+        found = buffer.extractThrough("\r\n.\r\n", out, 2);
+      }
+      EXPECT_EQ(found ? out.view() : "", row.taken) << piece;
+    }
+  }
+}
+
+TEST(ParseBuffer, LargeTextsLeaveInTheStorageTheyCameIn) {
+  constexpr std::size_t kLarge = ParseBuffer::kHandedOver;
+  const struct {
+    std::size_t size, left;
+    bool moved;
+  } rows[] = {{kLarge - 1, 0, false}, {kLarge, 0, true}, {kLarge, kLarge, true}, {kLarge, kLarge + 1, false}};
+  for (const auto& row : rows) {
+    const std::string text = std::string(row.size - 1, 'x') + "\n", left(row.left, 'y');
+    ParseBuffer buffer;
+    StringBuffer out("old");
+    buffer.append("+OK\n" + text.substr(0, 9));
+    ASSERT_TRUE(buffer.extractThrough("\n", out));
+    ASSERT_FALSE(buffer.extractThrough("\n", out));
+    const char* const storage = buffer.prepare(row.size + row.left) - 9;
+    buffer.append(text.substr(9) + left);
+    ASSERT_TRUE(buffer.extractThrough("\n", out));
+    EXPECT_TRUE(out.view() == text);
+    EXPECT_EQ(out.view().data() == storage, row.moved);
+    buffer.append("end\n");
+    ASSERT_TRUE(buffer.extractThrough("\n", out));
+    EXPECT_TRUE(out.view() == left + "end\n");
+  }
+}
+
 TEST(ParseBuffer, CostIsLinear) {
   const auto make = [](std::size_t n) { return n; };
   const auto longAwaited = [](std::size_t n) {
@@ -105,6 +158,15 @@ TEST(ParseBuffer, CostIsLinear) {
     EXPECT_EQ(n, 0U);
   };
   EXPECT_LT(qv_test::costOfTwice(200'000, make, manyAtOnce), 3);
+  const auto largeWithMoreBehind = [](std::size_t n) {
+    ParseBuffer buffer;
+    StringBuffer out;
+    const std::string text = std::string(ParseBuffer::kHandedOver, 'x') + "\n";
+    for (std::size_t i = 0; i < n; ++i) buffer.append(text);
+    for (; buffer.extractThrough("\n", out); --n) buffer.append("x");
+    EXPECT_EQ(n, 0U);
+  };
+  EXPECT_LT(qv_test::costOfTwice(40, make, largeWithMoreBehind), 3);
 }
 
 std::unique_ptr<QuorvelSocket> connectedTo(const ScriptedServer& server, int readTimeout = 0) {
