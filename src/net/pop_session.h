@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <string_view>
 #include <unordered_map>
@@ -45,24 +44,36 @@ class MailBox {
   MailOnServer* find(std::int32_t number) const;
   /// Appends an entry; one with the same number goes.
   void add(std::int32_t number, std::int32_t size, std::string_view uidl);
-  std::size_t count() const noexcept;
+  std::size_t count() const noexcept { return places_.size(); }
   /// By position in the listing; null when out of range.
   MailOnServer* at(std::size_t position) const;
 
  private:
-  struct Impl;
+  struct Scatter {
+    std::size_t operator()(std::int32_t number) const noexcept;
+  };
+  void closeHoles() const;
+
+  // Entries that went leave holes, which close when somebody looks at the order.
+  mutable std::vector<std::unique_ptr<MailOnServer>> entries_;
+  mutable std::unordered_map<std::int32_t, std::size_t, Scatter> places_;
+  mutable std::size_t holes_ = 0;
 };
 
-/// A session that is logged in. Destroying it says QUIT, where the connection still stands, which makes its
-/// deletions permanent (RFC 1939 6). A send or receive that fails ends the connection; every later step then
-/// fails. Each step says in the log, which may be null, why it failed.
+/// A session that is logged in. Destroying it says QUIT, where the connection still stands and nobody has
+/// said it yet, which makes its deletions permanent (RFC 1939 6). A send or receive that fails ends the
+/// connection; every later step then fails. Each step says in the log, which may be null, why it failed.
+///
+/// Whatever number the server lists is in the mailbox. Messages are numbered from 1 (RFC 1939 4), so one
+/// below names no message: fetching and deleting it fail without a command.
 class PopConn : public QuorvelObject {
  public:
   virtual std::size_t messageCount() const noexcept = 0;
   virtual MailBox& mailbox() noexcept = 0;
   /// The number of messages and the sum of their octets.
   virtual bool stat(std::int32_t& count, std::int32_t& totalSize) = 0;
-  /// Fills the mailbox. True, with what was listed so far, also when the connection breaks in the listing.
+  /// Fills the mailbox. True, with what was listed so far, also when the connection breaks in the listing;
+  /// false when there is no end of it.
   virtual bool listUidls(CLog* log) = 0;
   /// The same, and appends each line's number and unique id, in listing order, to the two lists.
   virtual bool getUidls(CLog* log, ExtIntArray& numbers, std::vector<StringBuffer>& uidls) = 0;
