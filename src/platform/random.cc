@@ -20,18 +20,14 @@ std::atomic<bool> testSourceSet{false};
 std::mutex testSourceMutex;
 std::shared_ptr<const TestSource> testSource;
 
-using Uuid = std::array<unsigned char, 16>;
+}  // namespace
 
-Uuid randomBytes() {
-  Uuid bytes;
-  // 16 bytes come whole or not at all; only a kernel without the call fails here.
-  if (getentropy(bytes.data(), bytes.size()) != 0) {
+void randomBytes(char* bytes, std::size_t count) {
+  // So few come whole or not at all; only a kernel without the call fails here.
+  if (getentropy(bytes, count) != 0) {
     throw std::system_error(errno, std::system_category(), "no random numbers");
   }
-  return bytes;
 }
-
-}  // namespace
 
 std::string newUuid() {
   if (testSourceSet.load(std::memory_order_acquire)) {
@@ -42,16 +38,18 @@ std::string newUuid() {
     }
     if (source) return (*source)();
   }
-  Uuid bytes = randomBytes();
-  bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);  // RFC 4122 4.4: version 4
-  bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);  // and variant 10
+  std::array<char, 16> bytes;
+  randomBytes(bytes.data(), bytes.size());
+  bytes[6] = static_cast<char>((bytes[6] & 0x0F) | 0x40);  // RFC 4122 4.4: version 4
+  bytes[8] = static_cast<char>((bytes[8] & 0x3F) | 0x80);  // and variant 10
   constexpr char kDigits[] = "0123456789abcdef";
   std::string text;
   text.reserve(36);
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += kDigits[bytes[i] >> 4];
-    text += kDigits[bytes[i] & 0x0F];
+    const auto byte = static_cast<unsigned char>(bytes[i]);
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0x0F];
   }
   return text;
 }
