@@ -23,6 +23,8 @@
 
 namespace qv {
 
+class ReplacePatterns;
+
 /// Where a message came from. The numbers are part of the public interface and never change.
 enum class Origination : std::int32_t {
   unknown = 0,
@@ -280,6 +282,23 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   /// A file name for this message, ending ".qve", without characters that a path would mind.
   std::string generateFilename() const;
 
+  // Copies and answers (reply.cc, replace_patterns.cc). Each is linear in the message.
+  /// A copy that shares nothing with this e-mail: header fields, private ones too, sender, To and Cc
+  /// recipients, and the tree, whose bodies come with CR LF line ends where they are written as they are. It
+  /// has no Bcc recipients and an unknown origination. Null, with a log entry, when memory runs out.
+  std::unique_ptr<Email> cloneEmail() const;
+  /// A clone with the Bcc recipients, so that they get the message too, and with the patterns applied.
+  std::unique_ptr<Email> copyForSending(const ReplacePatterns& patterns) const;
+  /// Turns a clone into the answer to its message: "RE: " before the subject, who wrote what when in front of
+  /// the text, addressed to the sender alone. The sender goes on being read as before, but stands in no field,
+  /// until a new one is set. Attachments and related items stay.
+  void makeReply();
+  /// The same with "FW: ", addressed to nobody.
+  void makeForward();
+  /// Replaces in every text, subject, sender and recipient, here and in every part. One pass over each for
+  /// each pattern; what was put in by one pattern is found by those behind it.
+  void applyReplacePatterns(const ReplacePatterns& patterns);
+
   Origination origination() const noexcept { return origination_; }
   void setOrigination(Origination origination) noexcept { origination_ = origination; }
   std::int32_t messageNumber() const noexcept { return messageNumber_; }
@@ -316,6 +335,7 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
     if (cc_.stale) refreshField(cc_);
   }
   void refreshField(const Recipients& recipients) const;
+  static bool replaceIn(Recipients& recipients, const ReplacePatterns& patterns);
   void appendHeaderForm(const Rfc822Address& address, StringBuffer& out) const;
   std::string_view wordCharset() const noexcept { return charset_.empty() ? "us-ascii" : charset_.view(); }
 
@@ -326,6 +346,13 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   void setBccField(std::string_view value);
   void setContentTypeField(std::string_view value);
   void setDispositionField(std::string_view value);
+
+  static bool isContentField(std::string_view name) noexcept;
+  void writeContent(StringBuffer& out) const;
+  void takeFields(const Email& from);
+  void prepareAnswer(std::string_view subjectPrefix);
+  void quote(const StringBuffer& block);
+  void replaceHere(const ReplacePatterns& patterns);
 
   static bool wrap(Email& target, const ContentTypeParams& shape, std::size_t depth);
   void setText(std::string_view text);
