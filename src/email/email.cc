@@ -110,6 +110,34 @@ void Email::setLog(CLog* log) {
   forEachEntity(*this, [log](Email& entity) { entity.log_ = log; });
 }
 
+const ReceivedSecurity& Email::receivedSecurity() const noexcept {
+  static const ReceivedSecurity kNone;
+  return receivedSecurity_ ? *receivedSecurity_ : kNone;
+}
+
+void Email::setReceivedSecurity(ReceivedSecurity received) {
+  receivedSecurity_ = std::make_shared<const ReceivedSecurity>(std::move(received));
+}
+
+void Email::copyHeaderFrom(const Email& other) {
+  if (this == &other) return;
+  header_.copyFrom(other.header());
+  utf8Header_ = other.utf8Header_;
+  for (const auto kind : {&Email::to_, &Email::cc_, &Email::bcc_}) {
+    copyRecipients(this->*kind, other.*kind);
+  }
+  pendingFromName_ = other.pendingFromName_;
+  fromAddress_ = other.fromAddress_ ? other.fromAddress_->clone() : nullptr;
+  emailDate_ = other.emailDate_;
+  for (const auto text :
+       {&Email::contentType_, &Email::disposition_, &Email::transferEncoding_, &Email::contentId_,
+        &Email::nameParam_, &Email::protocolParam_, &Email::micalgParam_, &Email::charset_, &Email::boundary_,
+        &Email::smimeType_, &Email::filename_, &Email::relatedType_}) {
+    this->*text = other.*text;
+  }
+  sendSecurity_ = other.sendSecurity_;
+}
+
 void Email::getTermValue(std::string_view name, StringBuffer& out) const {
   out.append(getHeaderField(name));
 }

@@ -15,6 +15,7 @@
 #include "core/quorvel_object.h"
 #include "core/string_buffer.h"
 #include "core/term_source.h"
+#include "email/security.h"
 #include "mime/content_fields.h"
 #include "mime/date_parser.h"
 #include "mime/mime_body.h"
@@ -299,6 +300,20 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   /// each pattern; what was put in by one pattern is found by those behind it.
   void applyReplacePatterns(const ReplacePatterns& patterns);
 
+  // Security (smime_writer.h, smime_reader.h).
+  /// What is asked for when the e-mail is sent. No copy made through the MIME text has it.
+  SendSecurity& sendSecurity() noexcept { return sendSecurity_; }
+  const SendSecurity& sendSecurity() const noexcept { return sendSecurity_; }
+  /// What reading the message found.
+  const ReceivedSecurity& receivedSecurity() const noexcept;
+  void setReceivedSecurity(ReceivedSecurity received);
+
+  /// Takes over the recipients of another message: To, Cc and Bcc, and the fields of the first two.
+  void copyRecipientsFrom(const Email& other);
+  /// Takes over the header of another message: its fields, recipients, sender, date and what mirrors them,
+  /// and what is asked for when it is sent. Body and parts stay.
+  void copyHeaderFrom(const Email& other);
+
   Origination origination() const noexcept { return origination_; }
   void setOrigination(Origination origination) noexcept { origination_ = origination; }
   std::int32_t messageNumber() const noexcept { return messageNumber_; }
@@ -325,6 +340,7 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   bool addRecipient(Recipients& recipients, std::string_view name, std::string_view address);
   std::size_t addRecipients(Recipients& recipients, std::string_view list);
   static void forgetRecipients(Recipients& recipients);
+  static void copyRecipients(Recipients& to, const Recipients& from);
   void clearRecipients(Recipients& recipients);
   void setRecipients(Recipients& recipients, std::string_view list);
   static StringBuffer fullForm(const Recipients& recipients, std::size_t index);
@@ -383,6 +399,8 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   Origination origination_ = Origination::unknown;
   std::int32_t messageNumber_ = -1;
   StringBuffer serverUidl_;
+  SendSecurity sendSecurity_;
+  std::shared_ptr<const ReceivedSecurity> receivedSecurity_;  // null where nothing was opened
 };
 
 }  // namespace qv

@@ -151,4 +151,20 @@ void Email::appendHeaderForm(const Rfc822Address& address, StringBuffer& out) co
   out.append(mailbox);
 }
 
+void Email::copyRecipients(Recipients& to, const Recipients& from) {
+  forgetRecipients(to);
+  for (const auto& address : from.list) to.list.append(address->clone());
+}
+
+void Email::copyRecipientsFrom(const Email& other) {
+  if (this == &other) return;
+  for (const auto kind : {&Email::to_, &Email::cc_, &Email::bcc_}) {
+    clearRecipients(this->*kind);
+    copyRecipients(this->*kind, other.*kind);
+    // The field as it stands there: its names are encoded for the charset of that message.
+    const std::string_view field = (this->*kind).field;
+    if (!field.empty()) setHeaderField(field, other.getHeaderField(field));
+  }
+}
+
 }  // namespace qv

@@ -1,8 +1,10 @@
 #include "mime/mime_header.h"
 
 #include <algorithm>
+#include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "core/text.h"
 #include "mime/limits.h"
@@ -206,7 +208,18 @@ void MimeHeader::copyFrom(const MimeHeader& other) {
 
 void MimeHeader::mergeFrom(const MimeHeader& other) {
   if (this == &other) return;
-  for (const auto& field : other.fields_) setHeaderField(field->getName(), field->getValue());
+  // As if one after the other were set, in one pass: of several of a name only the last one counts.
+  std::set<std::string> names;
+  std::vector<std::unique_ptr<MimeField>> added;
+  for (std::size_t i = other.fields_.size(); i-- > 0;) {
+    const MimeField& from = *other.fields_.at(i);
+    auto field = std::make_unique<MimeField>();
+    field->setNameValue(from.getName(), from.getValue());
+    const bool isLast = names.insert(toLower(field->getName())).second;
+    if (isLast && !trimmed(from.getValue()).empty()) added.push_back(std::move(field));
+  }
+  fields_.removeIf([&](const MimeField& field) { return names.contains(toLower(field.getName())); });
+  for (std::size_t i = added.size(); i-- > 0;) appendField(std::move(added[i]));
 }
 
 char MimeHeader::writeHeader(StringBuffer& out, std::string_view excludePrefix) const {

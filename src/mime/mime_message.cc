@@ -56,6 +56,22 @@ void MimeMessage2::addPart(std::unique_ptr<MimeMessage2> part) {
   modified_ = true;
 }
 
+void MimeMessage2::replaceByContent(MimeMessage2& content) {
+  ExtPtrArray<MimeMessage2> parts;  // `content` may stand among the parts that go
+  parts.swap(content.parts_);
+  MimeBody body = std::move(content.body_);
+  for (const std::string_view field : {"content-disposition", "content-type", "content-transfer-encoding"}) {
+    header_.removeField(field);
+  }
+  header_.mergeFrom(content.header_);
+  content_ = readContentFields(header_);
+  utf8Header_ = utf8Header_ || content.utf8Header_;
+  deleteParts();
+  parts_.swap(parts);
+  body_ = std::move(body);
+  modified_ = true;
+}
+
 bool MimeMessage2::isMultipart() const noexcept {
   return startsWithNoCase(content_.contentType, "multipart");
 }

@@ -89,6 +89,10 @@ class MimeMessage2 final : public QuorvelObject {
   void setModified(bool modified) noexcept { modified_ = modified; }
   /// Whether a header field held UTF-8 encoded words when it was read.
   bool utf8Header() const noexcept { return utf8Header_; }
+  /// Becomes what a layer of this entity held: takes over its body, its parts and its fields, which replace
+  /// those of the same names, and loses its own content fields. What is left of `content` is only good for
+  /// deleting.
+  void replaceByContent(MimeMessage2& content);
   CLog* log() const noexcept { return log_; }
 
  private:
