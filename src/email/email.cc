@@ -375,7 +375,7 @@ void Email::logOrigination(CLog* log) const {
   for (std::size_t i = 0; i < numHeaderFields(); ++i) {
     const MimeField& field = *header().getField(i);
     for (const std::string_view wanted : {"to", "subject", "cc", "from"}) {
-      if (equalsNoCase(field.getName(), wanted)) logData(log, field.getName(), field.getValue());
+      if (equalsNoCase(field.getName(), wanted)) logData(log, wanted, field.getValue());
     }
   }
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <quorvel/quorvel_c.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <string>
@@ -176,14 +177,17 @@ TEST(CFunctions, ListTheMembers) {
   EXPECT_STREQ(send.parameters[0].name, "email");
   EXPECT_STREQ(send.parameters[0].interface_name, "IQuorvelEmail");
   EXPECT_EQ(send.result.type, QUORVEL_INTEGER);
-  const quorvel_member& quick = members[7];
-  EXPECT_STREQ(quick.name, "QuickSend");
-  EXPECT_EQ(quick.num_parameters, 5u);
+  const auto* const found = std::find_if(members, members + count, [](const quorvel_member& each) {
+    return std::string_view(each.name) == "QuickSend";
+  });
+  ASSERT_NE(found, members + count);
+  const quorvel_member& quick = *found;
+  ASSERT_EQ(quick.num_parameters, 5u);
   EXPECT_STREQ(quick.parameters[4].name, "smtpServer");
   quorvel_release(mailMan);
 
   const quorvel_class* classes = quorvel_classes(&count);
-  ASSERT_EQ(count, 3u);
+  ASSERT_GE(count, 3u);
   EXPECT_STREQ(classes[1].prog_id, "QuorvelMail.QuorvelEmail");
   EXPECT_STREQ(quorvel_version(), "2.9.0");
   EXPECT_EQ(quorvel_set_certificate_root("/stores"), QUORVEL_OK);

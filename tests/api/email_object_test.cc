@@ -56,6 +56,9 @@ quorvel::Status callAnyhow(quorvel::IQuorvelObject& object, const quorvel::Membe
       case Type::date:
         arguments.emplace_back(0.0);
         break;
+      case Type::object:
+        arguments.emplace_back(std::monostate());
+        break;
       default:
         arguments.emplace_back("x");
         break;
@@ -112,7 +115,8 @@ TEST_F(EmailObject, OperationsOpenTheContextsOfTheirNames) {
                                        "GetFileContent",
                                        "LoadMime",
                                        "LoadEml",
-                                       "SaveEml"};
+                                       "SaveEml",
+                                       "AppendToZip"};
   const std::set<std::string> failing = {
       "put_RawHeader",  "put_LocalDate", "AddFileAttachment", "AddRelatedContent", "AddFileAttachment2",
       "GetFileContent", "LoadEml"};

@@ -253,7 +253,7 @@ TEST(Receiving, FailuresAndTheirReports) {
       {"delete", [&] { return nobody->DeleteEmail(newEmail("x").get()), true; }, "(none)", unreachable},
       {"delete without id", [&] { return nobody->DeleteEmail(noId.get()), true; },
        "UIDL not present in email header, cannot delete from mail server without this information",
-       "<data tag=\"origination\">created new for sending</data>"},
+       "<data name=\"subject\">of no server</data>"},
       {"delete null", [&] { return nobody->DeleteEmail(nullptr), true; }, "Parameter is NULL", ""},
       {"delete many null", [&] { return nobody->DeleteMultiple(nullptr), true; },
        "UIDL array input parameter is NULL", ""},
