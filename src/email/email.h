@@ -301,7 +301,7 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   void applyReplacePatterns(const ReplacePatterns& patterns);
 
   // Security (smime_writer.h, smime_reader.h).
-  /// What is asked for when the e-mail is sent. No copy made through the MIME text has it.
+  /// What is asked for when the e-mail is sent. A clone has its two flags only.
   SendSecurity& sendSecurity() noexcept { return sendSecurity_; }
   const SendSecurity& sendSecurity() const noexcept { return sendSecurity_; }
   /// What reading the message found.
@@ -351,7 +351,6 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
     if (cc_.stale) refreshField(cc_);
   }
   void refreshField(const Recipients& recipients) const;
-  static bool replaceIn(Recipients& recipients, const ReplacePatterns& patterns);
   void appendHeaderForm(const Rfc822Address& address, StringBuffer& out) const;
   std::string_view wordCharset() const noexcept { return charset_.empty() ? "us-ascii" : charset_.view(); }
 
@@ -363,11 +362,10 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   void setContentTypeField(std::string_view value);
   void setDispositionField(std::string_view value);
 
-  static bool isContentField(std::string_view name) noexcept;
   void writeContent(StringBuffer& out) const;
-  void takeFields(const Email& from);
-  void prepareAnswer(std::string_view subjectPrefix);
-  void quote(const StringBuffer& block);
+  void beginAnswer(std::string_view subjectPrefix);
+  void putBeforeText(const StringBuffer& block);
+  void renew();
   void replaceHere(const ReplacePatterns& patterns);
 
   static bool wrap(Email& target, const ContentTypeParams& shape, std::size_t depth);

@@ -1,6 +1,8 @@
 // Writing a message as text, and facts about it.
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <iterator>
 
 #include "core/text.h"
 #include "email/email.h"
@@ -24,11 +26,23 @@ std::size_t estimatedSize(const Email& top) {
   return size;
 }
 
+// The fields that say how to read the content of an entity.
+bool isContentField(const MimeField& field) noexcept {
+  constexpr std::string_view kNames[] = {"Content-Type", "Content-Transfer-Encoding", "Content-Disposition",
+                                         "Content-ID"};
+  return std::any_of(std::begin(kNames), std::end(kNames),
+                     [&](std::string_view name) { return equalsNoCase(field.getName(), name); });
+}
+
+// Which fields of the top entity are written.
+enum class TopFields { all, content };
+
 // Walks down a tree and writes it into one buffer. What is open stands in a list instead of on the call
 // stack.
 class TreeWriter {
  public:
-  TreeWriter(StringBuffer& out, std::string_view excludePrefix) : out_(out), excludePrefix_(excludePrefix) {}
+  TreeWriter(StringBuffer& out, std::string_view excludePrefix, TopFields topFields)
+      : out_(out), excludePrefix_(excludePrefix), topFields_(topFields) {}
 
   /// False when a boundary turned up in what it separates; `newBoundaries` makes that impossible.
   bool write(const Email& top, bool newBoundaries) {
@@ -85,20 +99,26 @@ class TreeWriter {
     return true;
   }
 
+  // A boundary that came out of encoded words may hold line breaks, which no field can tell to a reader.
   std::string boundaryFor(const Email& entity) const {
-    const bool isUsable = entity.isMultipart() && !entity.boundary().empty() && !newBoundaries_;
+    const bool isUsable = entity.isMultipart() && !entity.boundary().empty() &&
+                          !hasLineBreakOrNul(entity.boundary()) && !newBoundaries_;
     return isUsable ? std::string(entity.boundary()) : Email::newBoundaryFor(entity.contentType());
   }
 
   void writeHeader(const Email& entity, std::string_view boundary) {
     const bool isOwnBoundary = boundary.empty() || (entity.isMultipart() && boundary == entity.boundary());
     const bool hasBcc = !excludePrefix_.empty() && entity.header().hasField("Bcc");
-    if (isOwnBoundary && !hasBcc) {
+    const bool isPartial = topFields_ == TopFields::content && open_.empty();
+    if (isOwnBoundary && !hasBcc && !isPartial) {
       entity.header().writeHeader(out_, excludePrefix_);
       return;
     }
     MimeHeader header;
-    header.copyFrom(entity.header());
+    for (std::size_t i = 0; i < entity.numHeaderFields(); ++i) {
+      const MimeField& field = *entity.header().getField(i);
+      if (!isPartial || isContentField(field)) header.appendField(field.clone());
+    }
     if (hasBcc) header.removeField("Bcc");
     if (!isOwnBoundary) {
       ContentTypeParams params = entity.getContentTypeParams();
@@ -122,6 +142,7 @@ class TreeWriter {
 
   StringBuffer& out_;
   std::string_view excludePrefix_;
+  TopFields topFields_;
   bool newBoundaries_ = false;
   std::vector<Multipart> open_;
 };
@@ -148,18 +169,27 @@ std::string fileNamePart(std::string_view address) {
   return kept;
 }
 
-}  // namespace
-
-void Email::writeMime(StringBuffer& out, std::string_view excludePrefix) const {
+void writeTree(const Email& top, StringBuffer& out, std::string_view excludePrefix, TopFields topFields) {
   const std::size_t start = out.size();
-  const std::size_t estimate = estimatedSize(*this);
+  const std::size_t estimate = estimatedSize(top);
   // Small texts behind a large one leave the growing to the buffer: exact room for each would copy it each
   // time.
   if (estimate > start) out.reserve(start + estimate);
-  TreeWriter writer(out, excludePrefix);
-  if (writer.write(*this, false)) return;
+  TreeWriter writer(out, excludePrefix, topFields);
+  if (writer.write(top, false)) return;
   out.truncate(start);
-  writer.write(*this, true);
+  writer.write(top, true);
+}
+
+}  // namespace
+
+void Email::writeMime(StringBuffer& out, std::string_view excludePrefix) const {
+  writeTree(*this, out, excludePrefix, TopFields::all);
+}
+
+/// The same with the content fields alone of this entity's own.
+void Email::writeContent(StringBuffer& out) const {
+  writeTree(*this, out, {}, TopFields::content);
 }
 
 void Email::makeLineEndsUniform() {
