@@ -1,8 +1,10 @@
 #include "mail_server/mail_folder.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "platform/clock.h"
 #include "platform/files.h"
@@ -48,6 +50,40 @@ bool MailFolder::keep(ReceivedMessage& message, std::string& error) {
     files::remove(name + ".envelope", ignored);
     return false;
   }
+}
+
+std::string uniqueIdOf(const StoredMessage& message) {
+  const std::string& name = message.name;
+  const bool fits = !name.empty() && name.size() <= 70 &&
+                    std::all_of(name.begin(), name.end(), [](char c) { return c > 0x20 && c < 0x7f; });
+  if (fits) return name;
+  std::uint64_t sum = 0xCBF29CE484222325U;  // FNV-1a
+  for (const char c : name) sum = (sum ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
+  char text[20];
+  std::snprintf(text, sizeof text, "~%016llx", static_cast<unsigned long long>(sum));
+  return text;
+}
+
+std::vector<StoredMessage> MailFolder::list() const {
+  std::vector<StoredMessage> messages;
+  std::error_code code;
+  if (path_.empty()) return messages;
+  for (std::filesystem::directory_iterator at(path_, code), end; !code && at != end; at.increment(code)) {
+    std::error_code gone;  // while we look
+    if (at->path().extension() != ".eml" || !at->is_regular_file(gone)) continue;
+    const std::uint64_t size = at->file_size(gone);
+    if (!gone) messages.push_back({at->path().stem().string(), size});
+  }
+  std::sort(messages.begin(), messages.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
+  return messages;
+}
+
+bool MailFolder::remove(const StoredMessage& message, std::string& error) const {
+  const std::string path = pathOf(message);
+  if (!files::remove(path, error) && files::exists(path)) return false;
+  std::string ignored;
+  files::remove(path_ + "/" + message.name + ".envelope", ignored);
+  return true;
 }
 
 std::string MailFolder::nextName() {

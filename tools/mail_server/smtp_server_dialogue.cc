@@ -1,4 +1,4 @@
-#include "mail_server/server_dialogue.h"
+#include "mail_server/smtp_server_dialogue.h"
 
 #include <algorithm>
 #include <charconv>
@@ -11,28 +11,12 @@ namespace qv {
 
 namespace {
 
-bool isControl(char c) {
-  return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-}
-
 bool isEightBit(char c) {
   return static_cast<unsigned char>(c) >= 0x80;
 }
 
 std::string reply(int code, std::string_view words) {
-  std::string line = std::to_string(code);
-  line += ' ';
-  // The words may quote what the client or the system said; a reply stays one line.
-  for (const char c : words) line += isControl(c) ? '?' : c;
-  return line + "\r\n";
-}
-
-/// Takes a word up to the next blank off the front, and the blanks behind it.
-std::string_view takeWord(std::string_view& text) {
-  const std::size_t end = std::min(text.find(' '), text.size());
-  const std::string_view word = text.substr(0, end);
-  text.remove_prefix(std::min(text.find_first_not_of(' ', end), text.size()));
-  return word;
+  return std::to_string(code) + " " + oneLine(words) + "\r\n";
 }
 
 /// Where the '>' stands that ends a path which starts with '<'; npos when there is none. Quoted strings may
@@ -106,82 +90,63 @@ bool matchesPattern(std::string_view pattern, std::string_view address) {
   return pattern.find_first_not_of('*', p) == std::string_view::npos;
 }
 
-struct ServerDialogue::Command {
+struct SmtpServerDialogue::Command {
   std::string_view verb;
-  std::string (ServerDialogue::*run)(std::string_view argument);
+  std::string (SmtpServerDialogue::*run)(std::string_view argument);
 };
 
 // "MAIL FROM:" and "RCPT TO:" are one word each to a client; blanks around the colon are a common error
 // (RFC 5321 3.3) and are not let pass, so that a client's author hears of it here.
-const ServerDialogue::Command ServerDialogue::kCommands[] = {
-    {"HELO", &ServerDialogue::hello},
-    {"EHLO", &ServerDialogue::extendedHello},
-    {"MAIL", &ServerDialogue::mail},
-    {"RCPT", &ServerDialogue::recipient},
-    {"DATA", &ServerDialogue::data},
-    {"RSET", &ServerDialogue::reset},
-    {"NOOP", &ServerDialogue::noop},
-    {"VRFY", &ServerDialogue::verify},
-    {"HELP", &ServerDialogue::help},
-    {"QUIT", &ServerDialogue::quit},
-    {"EXPN", &ServerDialogue::notImplemented},
-    {"AUTH", &ServerDialogue::notImplemented},
-    {"STARTTLS", &ServerDialogue::notImplemented},
-    {"BDAT", &ServerDialogue::notImplemented},
+const SmtpServerDialogue::Command SmtpServerDialogue::kCommands[] = {
+    {"HELO", &SmtpServerDialogue::hello},
+    {"EHLO", &SmtpServerDialogue::extendedHello},
+    {"MAIL", &SmtpServerDialogue::mail},
+    {"RCPT", &SmtpServerDialogue::recipient},
+    {"DATA", &SmtpServerDialogue::data},
+    {"RSET", &SmtpServerDialogue::reset},
+    {"NOOP", &SmtpServerDialogue::noop},
+    {"VRFY", &SmtpServerDialogue::verify},
+    {"HELP", &SmtpServerDialogue::help},
+    {"QUIT", &SmtpServerDialogue::quit},
+    {"EXPN", &SmtpServerDialogue::notImplemented},
+    {"AUTH", &SmtpServerDialogue::notImplemented},
+    {"STARTTLS", &SmtpServerDialogue::notImplemented},
+    {"BDAT", &SmtpServerDialogue::notImplemented},
 };
 
-std::string ServerDialogue::greeting() {
+std::string SmtpServerDialogue::greeting() const {
   return reply(220, "localhost ESMTP quorvel loopback server");
 }
 
-void ServerDialogue::receive(std::string_view bytes, std::string& replies) {
-  while (!bytes.empty() && !ended_) {
-    bytes.remove_prefix(inData_ ? receiveData(bytes, replies) : receiveCommand(bytes, replies));
-  }
+std::string SmtpServerDialogue::farewell(std::string_view why) const {
+  return reply(421, why);
 }
 
-std::size_t ServerDialogue::receiveCommand(std::string_view bytes, std::string& replies) {
-  const std::size_t lineFeed = bytes.find('\n');
-  const std::size_t taken = lineFeed == std::string_view::npos ? bytes.size() : lineFeed + 1;
-  line_.append(bytes.substr(0, taken));
-  const bool tooLong = line_.size() > kMaxCommandLine;
-  if (!line_.ends_with("\r\n")) {  // not all of it yet; a bare LF ends no line (RFC 5321 2.3.8)
-    if (tooLong) {
-      lineTooLong_ = true;
-      line_.erase(0, line_.size() - 1);  // which may be the CR of its end
-    }
-    return taken;
-  }
-  const std::string answered =
-      tooLong || lineTooLong_ ? reply(500, "Line too long") : answer({line_.data(), line_.size() - 2});
-  line_.clear();
-  lineTooLong_ = false;
-
-  errorsInARow_ = answered.starts_with("50") ? errorsInARow_ + 1 : 0;
-  ended_ = ended_ || errorsInARow_ >= kMaxErrorsInARow;
-  replies += errorsInARow_ >= kMaxErrorsInARow ? reply(421, "Too many errors, closing") : answered;
-  return taken;
+ServerDialogue::Answer SmtpServerDialogue::noCommand(std::string_view why) const {
+  return {reply(500, why), false};
 }
 
-std::string ServerDialogue::answer(std::string_view line) {
-  if (std::any_of(line.begin(), line.end(), isControl)) return reply(500, "Control character in a command");
+ServerDialogue::Answer SmtpServerDialogue::answer(std::string_view line, Replies&) {
   std::string_view argument = line;
   const std::string_view verb = takeWord(argument);
   for (const Command& command : kCommands) {
-    if (equalsNoCase(command.verb, verb)) return (this->*command.run)(argument);
+    if (!equalsNoCase(command.verb, verb)) continue;
+    std::string text = (this->*command.run)(argument);
+    const bool makesSense = !text.starts_with("50");  // RFC 5321 4.2.3: no such command, not so, not now
+    return {std::move(text), makesSense};
   }
-  return reply(500, "Unknown command");
+  return noCommand("Unknown command");
 }
 
-std::size_t ServerDialogue::receiveData(std::string_view bytes, std::string& replies) {
+std::size_t SmtpServerDialogue::receiveText(std::string_view bytes, Replies& replies) {
   const bool keeps = !rules_.discardText && decoder_.size() <= rules_.maxMessageBytes;
   const std::size_t taken = decoder_.feed(bytes, keeps ? &message_.text : nullptr);
   if (decoder_.size() > rules_.maxMessageBytes) message_.text = {};
-  if (decoder_.ended()) replies += finishData();
+  if (decoder_.ended()) replies.add(finishData());
   return taken;
 }
 
-std::string ServerDialogue::finishData() {
+std::string SmtpServerDialogue::finishData() {
   inData_ = false;
   std::string words;
   int code = 250;
@@ -196,19 +161,19 @@ std::string ServerDialogue::finishData() {
   return reply(code, words);
 }
 
-void ServerDialogue::resetTransaction() {
+void SmtpServerDialogue::resetTransaction() {
   inTransaction_ = false;
   message_ = {};
 }
 
-std::string ServerDialogue::hello(std::string_view argument) {
+std::string SmtpServerDialogue::hello(std::string_view argument) {
   if (argument.empty()) return reply(501, "Syntax: HELO name");
   greeted_ = true;
   resetTransaction();
   return reply(250, "localhost");
 }
 
-std::string ServerDialogue::extendedHello(std::string_view argument) {
+std::string SmtpServerDialogue::extendedHello(std::string_view argument) {
   if (argument.empty()) return reply(501, "Syntax: EHLO name");
   greeted_ = true;
   resetTransaction();
@@ -216,7 +181,7 @@ std::string ServerDialogue::extendedHello(std::string_view argument) {
          "\r\n250 8BITMIME\r\n";
 }
 
-std::string ServerDialogue::mail(std::string_view argument) {
+std::string SmtpServerDialogue::mail(std::string_view argument) {
   if (!greeted_) return reply(503, "Say EHLO or HELO first");
   if (inTransaction_) return reply(503, "There is a sender already");
   constexpr std::string_view kFrom = "FROM:";
@@ -245,7 +210,7 @@ std::string ServerDialogue::mail(std::string_view argument) {
   return reply(250, "OK");
 }
 
-std::string ServerDialogue::recipient(std::string_view argument) {
+std::string SmtpServerDialogue::recipient(std::string_view argument) {
   if (!inTransaction_) return reply(503, "Say MAIL first");
   constexpr std::string_view kTo = "TO:";
   std::string_view address;
@@ -264,7 +229,7 @@ std::string ServerDialogue::recipient(std::string_view argument) {
   return reply(250, "OK");
 }
 
-std::string ServerDialogue::data(std::string_view argument) {
+std::string SmtpServerDialogue::data(std::string_view argument) {
   if (!argument.empty()) return reply(501, "Syntax: DATA");
   if (!inTransaction_) return reply(503, "Say MAIL first");
   // RFC 2920 3.1: a client that sent its commands together relies on this refusal.
@@ -274,32 +239,32 @@ std::string ServerDialogue::data(std::string_view argument) {
   return reply(354, "End the message with a dot on a line by itself");
 }
 
-std::string ServerDialogue::reset(std::string_view argument) {
+std::string SmtpServerDialogue::reset(std::string_view argument) {
   if (!argument.empty()) return reply(501, "Syntax: RSET");
   resetTransaction();
   return reply(250, "OK");
 }
 
-std::string ServerDialogue::noop(std::string_view) {
+std::string SmtpServerDialogue::noop(std::string_view) {
   return reply(250, "OK");
 }
 
-std::string ServerDialogue::verify(std::string_view argument) {
+std::string SmtpServerDialogue::verify(std::string_view argument) {
   if (argument.empty()) return reply(501, "Syntax: VRFY address");
   return reply(252, "Cannot say, but will take mail for it");
 }
 
-std::string ServerDialogue::help(std::string_view) {
+std::string SmtpServerDialogue::help(std::string_view) {
   return reply(214, "EHLO HELO MAIL RCPT DATA RSET NOOP VRFY QUIT (RFC 5321)");
 }
 
-std::string ServerDialogue::quit(std::string_view argument) {
+std::string SmtpServerDialogue::quit(std::string_view argument) {
   if (!argument.empty()) return reply(501, "Syntax: QUIT");
-  ended_ = true;
+  end();
   return reply(221, "Bye");
 }
 
-std::string ServerDialogue::notImplemented(std::string_view) {
+std::string SmtpServerDialogue::notImplemented(std::string_view) {
   return reply(502, "Not offered here");
 }
 

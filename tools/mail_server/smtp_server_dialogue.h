@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "mail_server/data_decoder.h"
+#include "mail_server/server_dialogue.h"
 
 namespace qv {
 
@@ -30,34 +31,27 @@ struct SmtpRules {
 };
 
 /// One session (RFC 5321) with PIPELINING (RFC 2920), SIZE (RFC 1870) and 8BITMIME (RFC 6152). Nothing is
-/// relayed and no trace field is added: the text stays as it came. Not safe for several threads at once.
-class ServerDialogue {
+/// relayed and no trace field is added: the text stays as it came.
+class SmtpServerDialogue final : public ServerDialogue {
  public:
   /// Takes charge of a message. True when it is safely kept; `words` then (or the reason why not) goes into
   /// the reply, without line ends.
   using Keep = std::function<bool(ReceivedMessage&, std::string& words)>;
 
-  /// A command line, CR LF included, may be this long; RFC 5321 4.5.3.1.4 asks for 512.
-  static constexpr std::size_t kMaxCommandLine = 4096;
-  /// So many commands in a row that make no sense end the session: the peer speaks something else.
-  static constexpr int kMaxErrorsInARow = 20;
-
   /// `rules` must outlive the dialogue.
-  ServerDialogue(const SmtpRules& rules, Keep keep) : rules_(rules), keep_(std::move(keep)) {}
+  SmtpServerDialogue(const SmtpRules& rules, Keep keep) : rules_(rules), keep_(std::move(keep)) {}
 
-  static std::string greeting();
-  /// Takes what the client sent, cut anywhere, and appends the replies to it. Nothing is taken after `ended`.
-  void receive(std::string_view bytes, std::string& replies);
-  /// The session is over; what is left is to send the replies and close.
-  bool ended() const noexcept { return ended_; }
+  std::string greeting() const override;
+  std::string farewell(std::string_view why) const override;
 
  private:
   struct Command;
   static const Command kCommands[];
 
-  std::size_t receiveCommand(std::string_view bytes, std::string& replies);
-  std::size_t receiveData(std::string_view bytes, std::string& replies);
-  std::string answer(std::string_view line);
+  Answer answer(std::string_view line, Replies& replies) override;
+  Answer noCommand(std::string_view why) const override;
+  bool takesText() const override { return inData_; }
+  std::size_t receiveText(std::string_view bytes, Replies& replies) override;
   std::string finishData();
   void resetTransaction();
 
@@ -75,13 +69,9 @@ class ServerDialogue {
 
   const SmtpRules& rules_;
   Keep keep_;
-  std::string line_;            // the start of a command line whose end has not come yet
-  bool lineTooLong_ = false;    // and is thrown away until its end comes
   bool greeted_ = false;        // EHLO or HELO was accepted
   bool inTransaction_ = false;  // MAIL was accepted
   bool inData_ = false;
-  bool ended_ = false;
-  int errorsInARow_ = 0;
   ReceivedMessage message_;
   DataDecoder decoder_;
 };

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -19,6 +20,7 @@ namespace {
 
 struct ServeOptions {
   std::uint16_t port = 2525;
+  std::optional<std::uint16_t> popPort;
   std::string folder = "mail";
   std::size_t maxSize = qv::SmtpRules{}.maxMessageBytes;
   std::vector<std::string> refusedSenders, refusedRecipients;
@@ -49,6 +51,7 @@ std::string lineOf(const qv::ReceivedMessage& message) {
 Status runServe(const ServeOptions& options) {
   holdStopSignals();
   qv::MailServerOptions settings;
+  settings.popPort = options.popPort;
   settings.rules.maxMessageBytes = options.maxSize;
   settings.rules.refusedSenders = options.refusedSenders;
   settings.rules.refusedRecipients = options.refusedRecipients;
@@ -67,6 +70,9 @@ Status runServe(const ServeOptions& options) {
   }
   std::cout << "Listening on 127.0.0.1:" << server.port() << ", keeping mail in " << options.folder
             << ". Ctrl-C ends it." << std::endl;
+  if (options.popPort) {
+    std::cout << "POP3 on 127.0.0.1:" << server.popPort() << ", for any user name and password." << std::endl;
+  }
   waitForStopSignal();
   server.stop();
   if (!options.quiet) std::cout << "Stopped. Messages kept: " << server.counts().messages << std::endl;
@@ -82,6 +88,10 @@ void addServeCommand(CLI::App& app, Run& run) {
   serve.add_option("--port", options->port, "Port on 127.0.0.1; 0 takes a free one")
       ->type_name("PORT")
       ->capture_default_str();
+  serve
+      .add_option("--pop3-port", options->popPort,
+                  "Let the messages be fetched by POP3 at this port of 127.0.0.1; 0 takes a free one")
+      ->type_name("PORT");
   serve.add_option("--dir", options->folder, "Folder for the messages, made when missing")
       ->type_name("FOLDER")
       ->capture_default_str();
