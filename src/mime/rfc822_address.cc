@@ -7,6 +7,7 @@
 
 #include "core/text.h"
 #include "mime/transfer_coding.h"
+#include "mime/xml_text.h"
 
 namespace qv {
 namespace {
@@ -64,11 +65,9 @@ void appendElement(std::string_view tag, std::string_view text, StringBuffer& ou
     out.append("\t<").append(tag).append("/>\n");
     return;
   }
-  StringBuffer escaped(text);
-  escaped.replaceAll("&", "&amp;");
-  escaped.replaceAll("<", "&lt;");
-  escaped.replaceAll(">", "&gt;");
-  out.append("\t<").append(tag).append('>').append(escaped).append("</").append(tag).append(">\n");
+  out.append("\t<").append(tag).append('>');
+  appendXmlContent(text, out);
+  out.append("</").append(tag).append(">\n");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "../../fuzz/laws.h"
+#include "../../fuzz/xml_laws.h"
 
 namespace {
 
@@ -16,7 +17,8 @@ TEST(FuzzSeeds, keepTheLaws) {
     void (*check)(std::string_view);
   } targets[] = {
       {"header", laws::checkHeader},       {"tree", laws::checkTree},   {"codings", laws::checkCodings},
-      {"addresses", laws::checkAddresses}, {"dates", laws::checkDates},
+      {"addresses", laws::checkAddresses}, {"dates", laws::checkDates}, {"xml", laws::checkXml},
+      {"mime_xml", laws::checkMimeXml},
   };
   for (const auto& target : targets) {
     const auto folder = std::filesystem::path(QUORVEL_TEST_DATA) / "../../fuzz/seeds" / target.name;
