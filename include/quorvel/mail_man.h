@@ -62,6 +62,9 @@ class QUORVEL_API IQuorvelMailMan2 : public IQuorvelMailMan {
   using Base = IQuorvelMailMan;
   static constexpr std::string_view kInterfaceName = "IQuorvelMailMan2";
 
+  /// The messages of a mailbox file (mbox) that the filter keeps, the last one of the file first. Empty when
+  /// the file cannot be read; the log says why.
+  virtual Ref<IQuorvelEmailBundle> LoadMbx(std::string_view mbxFileName) = 0;
   /// Which messages the receiving operations keep, as `Subject like "*report*"`; empty keeps all.
   virtual std::string get_Filter() = 0;
   virtual void put_Filter(std::string_view expression) = 0;

@@ -53,6 +53,7 @@ class CQuorvelMailMan final : public ObjectBase<quorvel::IQuorvelMailMan3>,
   std::int32_t QuickSend(std::string_view from, std::string_view to, std::string_view subject,
                          std::string_view body, std::string_view smtpServer) override;
 
+  quorvel::Ref<quorvel::IQuorvelEmailBundle> LoadMbx(std::string_view mbxFileName) override;
   std::string get_Filter() override;
   void put_Filter(std::string_view expression) override;
   std::string get_SmtpUsername() override;
@@ -106,6 +107,10 @@ class CQuorvelMailMan final : public ObjectBase<quorvel::IQuorvelMailMan3>,
   template <typename Collect>
   quorvel::Ref<CQuorvelEmailBundle> getMail(std::string_view name, std::string_view step,
                                             Origination origination, Collect collect);
+
+  template <typename Load>
+  quorvel::Ref<CQuorvelEmailBundle> load(std::string_view name, Origination origination,
+                                         std::string_view noBundle, Load load);
 
   OutboxSettings settings_;
   ReceiveSettings receiving_;

@@ -1,5 +1,4 @@
 // The mail manager's work on a POP3 server.
-#include <exception>
 #include <memory>
 #include <string>
 #include <utility>
@@ -22,7 +21,7 @@ template <typename Step>
 auto attempt(CLog* log, std::string_view name, Step step) -> decltype(step()) {
   try {
     return step();
-  } catch (const std::exception&) {
+  } catch (...) {
     logError(log, "Unexpected exception in " + std::string(name));
     return nullptr;
   }
@@ -33,10 +32,13 @@ Outcome failWith(CLog* log, std::string_view message, Outcome how = Outcome::fai
   return how;
 }
 
-/// Hands the e-mails over to a bundle for the host, from the front.
-void moveEmails(MailBundle& from, CQuorvelEmailBundle& to, const Origination* mark, CLog* log) {
+enum class Order { asTheyAre, reversed };
+
+/// Hands the e-mails over to a bundle for the host.
+void moveEmails(MailBundle& from, CQuorvelEmailBundle& to, Order order, const Origination* mark, CLog* log) {
   while (from.count() != 0) {
-    std::unique_ptr<Email> email = attempt(log, "extractEmail", [&] { return from.take(0); });
+    const std::size_t place = order == Order::reversed ? from.count() - 1 : 0;
+    std::unique_ptr<Email> email = attempt(log, "extractEmail", [&] { return from.take(place); });
     if (email == nullptr) return;
     if (mark != nullptr) email->setOrigination(*mark);
     auto object = attempt(log, "createEmail", [&] { return quorvel::make<CQuorvelEmail>(std::move(email)); });
@@ -155,7 +157,7 @@ quorvel::Ref<CQuorvelEmailBundle> CQuorvelMailMan::getMail(std::string_view name
     auto bundle = attempt(log, "createEmptyBundle", [] { return quorvel::make<CQuorvelEmailBundle>(); });
     if (!bundle) return failWith(log, "Failed to get mail. (2)");
     if (emails->count() == 0) logInfo(log, "No messages found on the POP3 server.");
-    moveEmails(*emails, *bundle, &origination, log);
+    moveEmails(*emails, *bundle, Order::asTheyAre, &origination, log);
     result = std::move(bundle);
     return Outcome::done;
   });
@@ -260,7 +262,7 @@ quorvel::Ref<quorvel::IQuorvelEmailBundle2> CQuorvelMailMan::FetchMultiple(
       }
     }
     result = quorvel::make<CQuorvelEmailBundle>();
-    if (emails != nullptr) moveEmails(*emails, *result, nullptr, log);
+    if (emails != nullptr) moveEmails(*emails, *result, Order::asTheyAre, nullptr, log);
     return Outcome::done;
   });
   return result;
@@ -312,6 +314,30 @@ std::int32_t CQuorvelMailMan::VerifyPopLogin() {
     return engine.verifyPopLogin() ? Outcome::done : Outcome::failedQuietly;
   });
   return outcome == Outcome::done ? 1 : 0;
+}
+
+// Loading.
+
+/// What `load` gives, as a bundle with the last e-mail first; when it gives none, it has logged why.
+template <typename Load>
+quorvel::Ref<CQuorvelEmailBundle> CQuorvelMailMan::load(std::string_view name, Origination origination,
+                                                        std::string_view noBundle, Load load) {
+  quorvel::Ref<CQuorvelEmailBundle> result;
+  receive(inContext(name), [&](MailMan engine, CLog* log) {
+    const std::unique_ptr<MailBundle> emails = load(engine, log);
+    if (emails == nullptr) return Outcome::failed;
+    auto bundle = attempt(log, "createEmptyBundle", [] { return quorvel::make<CQuorvelEmailBundle>(); });
+    if (!bundle) return failWith(log, noBundle);
+    moveEmails(*emails, *bundle, Order::reversed, &origination, log);
+    result = std::move(bundle);
+    return Outcome::done;
+  });
+  return result;
+}
+
+quorvel::Ref<quorvel::IQuorvelEmailBundle> CQuorvelMailMan::LoadMbx(std::string_view mbxFileName) {
+  return load("LoadMbx", Origination::loadedFromMbx, "Failed to get mail. (3)",
+              [&](MailMan& engine, CLog*) { return engine.loadMbx(mbxFileName); });
 }
 
 // The filter.

@@ -1,6 +1,5 @@
 #include "api/qv_string_array.h"
 
-#include <exception>
 
 #include "api/public_call.h"
 
@@ -80,7 +79,7 @@ std::string CQvStringArray::Pop() {
 quorvel::Ref<quorvel::IQvStringArray> createStringArray(const std::vector<StringBuffer>& texts, CLog* log) {
   try {
     return quorvel::make<CQvStringArray>(texts);
-  } catch (const std::exception&) {
+  } catch (...) {
     logError(log, "Failed to create IQvStringArray object");
     return nullptr;
   }

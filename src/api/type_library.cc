@@ -237,6 +237,7 @@ constexpr Row kMailMan[] = {
 };
 
 constexpr Row kMailMan2[] = {
+    row<&IQuorvelMailMan2::LoadMbx>(25, Kind::method, "LoadMbx", "mbxFileName", "The messages of a mailbox file, the last one first."),
     row<&IQuorvelMailMan2::get_Filter>(27, Kind::get, "Filter", "", "Which messages the receiving operations keep."),
     row<&IQuorvelMailMan2::put_Filter>(27, Kind::put, "Filter", "value", "Sets the filter expression; empty keeps all."),
     row<&IQuorvelMailMan2::get_SmtpUsername>(31, Kind::get, "SmtpUsername", "", "The name to log in with."),

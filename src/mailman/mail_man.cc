@@ -7,7 +7,9 @@
 #include <span>
 #include <utility>
 
+#include "email/email_reader.h"
 #include "mailman/expression.h"
+#include "mailman/mbx_file.h"
 
 namespace qv {
 
@@ -74,9 +76,13 @@ class FilteredBundle {
   std::unique_ptr<MailBundle> bundle_;
 };
 
+void logFilter(const ReceiveSettings& settings, CLog* log) {
+  if (!settings.filter.empty()) logData(log, "filter", settings.filter);
+}
+
 std::unique_ptr<PopConn> openForFilter(const ReceiveSettings& settings, CLog* log) {
   std::unique_ptr<PopConn> session = popConnect(settings.pop, log);
-  if (session != nullptr && !settings.filter.empty()) logData(log, "filter", settings.filter);
+  if (session != nullptr) logFilter(settings, log);
   return session;
 }
 
@@ -333,6 +339,22 @@ bool MailMan::verifyPopLogin() {
 
 bool MailMan::verifyPopConnection() {
   return popCheckConnection(settings_.pop, log_);
+}
+
+std::unique_ptr<MailBundle> MailMan::loadMbx(std::string_view fileName) {
+  logFilter(settings_, log_);
+  StringBuffer file;
+  if (!file.loadFile(fileName, log_)) return std::make_unique<MailBundle>();
+  auto bundle = unlessThrown([&] {
+    FilteredBundle kept(settings_.filter, log_);
+    MbxReader reader(file);
+    for (std::string_view text; reader.next(text);) {
+      auto email = createFromMimeText(text, {.processSecurity = true, .autoSaveCerts = true}, log_);
+      if (email != nullptr) kept.add(std::move(email));
+    }
+    return kept.take();
+  });
+  return bundle != nullptr ? std::move(bundle) : std::make_unique<MailBundle>();
 }
 
 /// The amounts are a server's word or a host's wish, so they are made to fit.

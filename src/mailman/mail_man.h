@@ -72,6 +72,9 @@ class MailMan {
   void deleteMultiple(const std::vector<StringBuffer>& uidls);
   bool verifyPopLogin();
   bool verifyPopConnection();
+  /// The messages of a mailbox file that the filter keeps, in file order. Never null; a file that cannot be
+  /// read gives an empty bundle, and the log says why. Memory holds the file once beside the bundle.
+  std::unique_ptr<MailBundle> loadMbx(std::string_view fileName);
 
  private:
   std::unique_ptr<MailBundle> copyFrom(PopConn& session);
