@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
 
+#include "../../fuzz/pop_laws.h"
 #include "net/pop_connection.h"
 #include "net/pop_lines.h"
 #include "platform/temporary_folder.h"
@@ -701,6 +703,16 @@ TEST(PopSession, AServerThatStandsStillEndsTheSession) {
   EXPECT_NE(session.conn->mailbox().find(1)->email, nullptr);
   session.conn.reset();
   EXPECT_EQ(server.commands(), kLogin + split("UIDL|RETR 1|RETR 2"));
+}
+
+TEST(PopSession, FuzzSeedsKeepTheLaws) {
+  std::size_t count = 0;
+  for (const auto& seed : std::filesystem::directory_iterator(QUORVEL_TEST_DATA "/../../fuzz/seeds/pop3")) {
+    SCOPED_TRACE(seed.path());
+    laws::checkPop3(contentsOf(seed.path()));
+    ++count;
+  }
+  EXPECT_GT(count, 0U);
 }
 
 // --- Cost
