@@ -28,14 +28,17 @@ bool isAttributeName(std::string_view name) noexcept {
          name.find_first_of("@;)") == std::string_view::npos;
 }
 
-// A field's name as the name of its element. Characters that cannot stand there become underscores: taking
-// them away could make another field's name.
+// A field's name as the name of its element. One that would not read back gets an underscore for each
+// character that no element's name has: taking them away could make another field's name.
 std::string tagOf(std::string_view name) {
   std::string tag = toLower(name);
-  for (char& c : tag) {
-    if (!isNameCharacter(c)) c = '_';
+  const bool isReadable = std::all_of(tag.begin(), tag.end(), isNameCharacter);
+  if (isReadable && !tag.starts_with('!') && !tag.starts_with('?')) return tag;
+  for (std::size_t i = 0; i < tag.size(); ++i) {
+    const bool isLetter = (tag[i] >= 'a' && tag[i] <= 'z') || static_cast<unsigned char>(tag[i]) >= 0x80;
+    const bool isOther = (tag[i] >= '0' && tag[i] <= '9') || tag[i] == '-' || tag[i] == '.';
+    if (!isLetter && (!isOther || i == 0)) tag[i] = '_';
   }
-  if (tag.starts_with('!') || tag.starts_with('?')) tag.front() = '_';
   return tag;
 }
 

@@ -37,6 +37,16 @@ def explained(rows, kind, name, used):
     return False
 
 
+def run_reader(paths):
+    """{name: what the reader says of the file at paths[name]}, for as many as it read; fails when it failed."""
+    run = subprocess.run([READER], input="\n".join(paths.values()).encode(), capture_output=True)
+    lines = run.stdout.splitlines()
+    if run.returncode != 0 or run.stderr or len(lines) != len(paths):
+        words = run.stderr.decode(errors="replace")
+        raise AssertionError(f"{READER} read {len(lines)} of {len(paths)} files: {run.returncode} {words}")
+    return {name: json.loads(line) for name, line in zip(paths, lines)}
+
+
 def message_files():
     root = os.path.join(CORPUS, "messages")
     found = []
@@ -52,19 +62,11 @@ class CorpusTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.files = message_files()
-        paths = [os.path.join(CORPUS, "messages", name) for name in cls.files]
-        run = subprocess.run([READER], input="\n".join(paths).encode(), capture_output=True)
-        cls.status = run.returncode
-        cls.words = run.stderr.decode(errors="replace")
-        cls.read = {}
-        for name, line in zip(cls.files, run.stdout.splitlines()):
-            cls.read[name] = json.loads(line)
+        cls.read = run_reader({name: os.path.join(CORPUS, "messages", name) for name in cls.files})
         cls.rows = differences()
 
-    def test_every_file_is_read_without_a_word(self):
+    def test_every_file_is_read(self):
         self.assertGreater(len(self.files), 0, "no message found")
-        self.assertEqual((self.status, self.words), (0, ""))
-        self.assertEqual(len(self.read), len(self.files))
 
     def test_what_is_written_reads_as_the_same_tree(self):
         used = set()

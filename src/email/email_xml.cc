@@ -1,0 +1,102 @@
+#include "email/email_xml.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "core/text.h"
+#include "email/email_reader.h"
+#include "mime/mime_xml.h"
+
+namespace qv {
+namespace {
+
+constexpr std::string_view kDefaultEncoding = "ISO-8859-1";
+
+// As an XML declaration takes it: a charset comes with a message and could be any text.
+bool isEncodingName(std::string_view name) noexcept {
+  const auto isLetter = [](char c) { return lowerAscii(c) >= 'a' && lowerAscii(c) <= 'z'; };
+  const auto isOther = [](char c) { return (c >= '0' && c <= '9') || c == '.' || c == '_' || c == '-'; };
+  return !name.empty() && isLetter(name.front()) &&
+         std::all_of(name.begin(), name.end(), [&](char c) { return isLetter(c) || isOther(c); });
+}
+
+bool isOneOf(std::string_view charset, std::initializer_list<std::string_view> names) noexcept {
+  return std::any_of(names.begin(), names.end(), [&](auto name) { return equalsNoCase(charset, name); });
+}
+
+std::string_view encodingOf(const Email& email) noexcept {
+  if (email.utf8Header()) return "utf-8";
+  const bool isNamed = isEncodingName(email.charset()) && !isOneOf(email.charset(), {"us-ascii"});
+  return isNamed ? email.charset() : kDefaultEncoding;
+}
+
+std::string_view encodingOf(std::span<const Email* const> emails) noexcept {
+  for (const Email* email : emails) {
+    if (email->utf8Header()) return "utf-8";
+    const bool isUsual = isOneOf(email->charset(), {"us-ascii", "iso-8859-1", "utf-8"});
+    if (isEncodingName(email->charset()) && !isUsual) return email->charset();
+  }
+  return kDefaultEncoding;
+}
+
+StringBuffer prolog(std::string_view encoding) {
+  StringBuffer text("<?xml version=\"1.0\" encoding=\"");
+  text.append(encoding).append("\" ?>\n");
+  return text;
+}
+
+// Null when there is nothing to take off a text.
+std::unique_ptr<StringBuffer> withoutControls(std::string_view text) {
+  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 && !isWhite(c); };
+  if (std::none_of(text.begin(), text.end(), isControl)) return nullptr;
+  auto clean = std::make_unique<StringBuffer>(text);
+  clean->removeControls();
+  return clean;
+}
+
+}  // namespace
+
+void writeEmailXml(const Email& email, StringBuffer& out) {
+  MimeMessage2 message(email.log());
+  {
+    StringBuffer text;
+    email.writeMime(text, {});
+    message.parseMime(text);
+  }
+  writeEntityXml(message, out);
+}
+
+StringBuffer emailXmlDocument(const Email& email) {
+  StringBuffer document = prolog(encodingOf(email));
+  writeEmailXml(email, document);
+  document.replaceAll("\r\n", "\n");
+  return document;
+}
+
+void writeBundleXml(std::span<const Email* const> emails, StringBuffer& out) {
+  out.append("<email_bundle>\n");
+  for (const Email* email : emails) writeEmailXml(*email, out);
+  out.append("</email_bundle>\n");
+}
+
+StringBuffer bundleXmlDocument(std::span<const Email* const> emails) {
+  StringBuffer document = prolog(encodingOf(emails));
+  writeBundleXml(emails, document);
+  return document;
+}
+
+bool readEmailsXml(std::string_view text, CLog* log,
+                   const std::function<void(std::unique_ptr<Email>)>& take) {
+  ExtPtrArray<MimeMessage2> entities;
+  {
+    const std::unique_ptr<StringBuffer> clean = withoutControls(text);
+    if (!loadMessagesFromXml(clean ? clean->view() : text, kMessageElement, log, entities)) return false;
+  }
+  const ReadOptions options{.processSecurity = true, .autoSaveCerts = true, .keepPrivateFields = true};
+  for (const auto& entity : entities) {
+    if (auto email = createFromMimeObject(std::move(*entity), options, log)) take(std::move(email));
+  }
+  return true;
+}
+
+}  // namespace qv
