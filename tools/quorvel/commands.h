@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 #include <CLI/CLI.hpp>
 
@@ -12,10 +13,21 @@ namespace cli {
 
 using Run = std::function<Status()>;
 
+/// For options whose value must not be empty, as it is where a script's variable is not set.
+inline std::string isGiven(const std::string& value) {
+  return value.empty() ? "empty" : "";
+}
+
 void addSendCommand(CLI::App& app, Run& run);
-void addServeCommand(CLI::App& app, Run& run);
+void addCheckCommand(CLI::App& app, Run& run);
+void addListCommand(CLI::App& app, Run& run);
+void addFetchCommand(CLI::App& app, Run& run);
+void addDeleteCommand(CLI::App& app, Run& run);
+void addVerifyCommand(CLI::App& app, Run& run);
+void addFilterCommand(CLI::App& app, Run& run);
 void addShowCommand(CLI::App& app, Run& run);
 void addExtractCommand(CLI::App& app, Run& run);
+void addServeCommand(CLI::App& app, Run& run);
 void addDemoCommand(CLI::App& app, Run& run);
 
 }  // namespace cli

@@ -5,7 +5,9 @@
 #include "mail_server/mail_server.h"
 #include "quorvel/arrived.h"
 #include "quorvel/commands.h"
+#include "quorvel/login.h"
 #include "quorvel/progress_bar.h"
+#include "quorvel/sending.h"
 #include "quorvel/session.h"
 #include "quorvel/system.h"
 
@@ -55,8 +57,9 @@ Status runDemo(const std::string& examples) {
             << server.toText() << ".\n\n";
 
   Session session(server);
-  ProgressBar bar(std::cout, isTerminal(1));
-  const Outcome outcome = session.send(*email, &bar);
+  useSmtp(session, server);
+  ProgressBar bar(std::cout, "sending", isTerminal(1));
+  const Outcome outcome = send(session, *email, &bar);
   mailServer.stop();
   if (outcome.status == Status::ok) printArrived(arrived);
   std::cout << "\nWhat the log says\n" << indented(printable(session.logText("%k %C%m")), "  ") << std::flush;

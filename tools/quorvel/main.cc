@@ -1,5 +1,6 @@
-// quorvel: sends and shows mail from the command line, and runs a loopback mail server to try it on.
+// quorvel: sends, fetches and shows mail from the command line, and runs a loopback mail server to try it on.
 
+#include <array>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -12,18 +13,22 @@ namespace {
 
 using cli::Status;
 
+/// In the order that --help lists them.
+constexpr std::array kCommands = {
+    cli::addSendCommand,   cli::addCheckCommand,  cli::addListCommand, cli::addFetchCommand,
+    cli::addDeleteCommand, cli::addVerifyCommand, cli::addShowCommand, cli::addExtractCommand,
+    cli::addFilterCommand, cli::addServeCommand,  cli::addDemoCommand,
+};
+
 Status runProgram(int argc, char** argv) {
-  CLI::App app("quorvel sends e-mail. Try it without a mail server of your own: quorvel serve", "quorvel");
+  CLI::App app("quorvel sends and fetches e-mail. Try it without a mail server of your own: quorvel serve",
+               "quorvel");
   const std::string banner = "quorvel " + std::string(quorvel::version());
   app.set_version_flag("--version", banner);
   app.require_subcommand(1);
 
   cli::Run run;
-  cli::addSendCommand(app, run);
-  cli::addServeCommand(app, run);
-  cli::addShowCommand(app, run);
-  cli::addExtractCommand(app, run);
-  cli::addDemoCommand(app, run);
+  for (const auto add : kCommands) add(app, run);
   app.add_subcommand("version", "Print the version")->callback([&] {
     run = [&] {
       std::cout << banner << "\n";

@@ -24,7 +24,7 @@ void ProgressBar::draw() {
   constexpr int kWidth = 40;
   const int done = percent_ * kWidth / 100;
   const auto length = [](int count) { return static_cast<std::size_t>(count); };
-  out_ << "sending [" << std::string(length(done), '#') << std::string(length(kWidth - done), ' ') << "] "
+  out_ << what_ << " [" << std::string(length(done), '#') << std::string(length(kWidth - done), ' ') << "] "
        << std::setw(3) << percent_ << '%' << std::flush;
 }
 

@@ -1,15 +1,19 @@
-// A bar that grows while a mail is sent.
+// A bar that grows while mail is sent or received.
 #pragma once
 
 #include <cstdint>
 #include <ostream>
+#include <string>
+#include <string_view>
 
 namespace cli {
 
 /// An animated bar redraws its line at each call of `show`; another one is drawn once, by `finish`.
 class ProgressBar {
  public:
-  ProgressBar(std::ostream& out, bool animated) : out_(out), animated_(animated) {}
+  /// `what` is what goes on, as "sending".
+  ProgressBar(std::ostream& out, std::string_view what, bool animated)
+      : out_(out), what_(what), animated_(animated) {}
   void show(std::int32_t percent);
   /// Draws the bar as it stands and ends its line. Nothing when nothing was shown.
   void finish();
@@ -18,6 +22,7 @@ class ProgressBar {
   void draw();
 
   std::ostream& out_;
+  std::string what_;
   bool animated_;
   std::int32_t percent_ = -1;
 };

@@ -1,10 +1,12 @@
 #include "quorvel/report.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
 #include <system_error>
+#include <utility>
 
 namespace cli {
 
@@ -16,6 +18,20 @@ constexpr int kDetailLines = 6;
 
 void warn(std::string_view text) {
   std::cerr << "quorvel: " << printable(text) << "\n";
+}
+
+void warnOfList(std::string_view text, const std::vector<std::string>& list) {
+  constexpr std::size_t kNamed = 10;
+  if (list.empty()) return;
+  warn(text);
+  for (std::size_t i = 0; i < std::min(list.size(), kNamed); ++i) {
+    std::cerr << "  " << printable(list[i]) << "\n";
+  }
+  if (list.size() > kNamed) std::cerr << "  and " << list.size() - kNamed << " more\n";
+}
+
+Failure usage(std::string what, std::string nextStep) {
+  return {Status::usage, std::move(what), "", std::move(nextStep)};
 }
 
 void print(const Failure& failure) {
@@ -46,6 +62,14 @@ std::string printable(std::string_view text) {
   return result;
 }
 
+bool isOneLine(std::string_view text) noexcept {
+  return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
+}
+
+std::string counted(std::size_t count, std::string_view noun) {
+  return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
+}
+
 std::string indented(std::string_view text, std::string_view indent) {
   std::string result;
   while (!text.empty()) {
@@ -73,6 +97,18 @@ std::string readFile(const std::string& path, std::string_view purpose) {
   }
   if (file.peek() != std::char_traits<char>::eof()) content << file.rdbuf();
   return content.str();
+}
+
+void checkWritable(const std::string& path, std::string_view purpose) {
+  if (path.empty()) return;
+  std::error_code error;
+  const bool existed = std::filesystem::exists(path, error);
+  if (std::ofstream(path, std::ios::app)) {
+    if (!existed) std::filesystem::remove(path, error);
+    return;
+  }
+  throw Failure{Status::file, "cannot write the " + std::string(purpose) + " file " + path, "",
+                "check that its folder exists and may be written to; nothing was done"};
 }
 
 }  // namespace cli

@@ -1,19 +1,19 @@
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
-#include <utility>
 #include <vector>
 
 #include "quorvel/commands.h"
+#include "quorvel/log_options.h"
+#include "quorvel/login.h"
 #include "quorvel/progress_bar.h"
+#include "quorvel/sending.h"
+#include "quorvel/server.h"
 #include "quorvel/session.h"
 #include "quorvel/system.h"
 
@@ -23,9 +23,8 @@ namespace {
 
 /// What the command line says.
 struct SendOptions {
-  std::string server = "localhost:25";
-  std::int32_t connectTimeout = 30;
-  std::int32_t readTimeout = 30;
+  ServerOptions server;
+  LoginOptions login;
   std::string from;
   std::vector<std::string> to, cc, bcc;
   std::string replyTo;
@@ -39,32 +38,10 @@ struct SendOptions {
   bool inBatches = false;
   bool receipt = false;
   std::string journal;
-  std::string logXml;
+  LogOptions log;
   bool dryRun = false;
-  bool log = false;
   bool quiet = false;
 };
-
-Failure usage(std::string what, std::string nextStep = "quorvel send --help") {
-  return {Status::usage, std::move(what), "", std::move(nextStep)};
-}
-
-Server serverOf(const SendOptions& options) {
-  Server server;
-  server.connectTimeout = options.connectTimeout;
-  server.readTimeout = options.readTimeout;
-  const std::size_t colon = options.server.rfind(':');
-  server.host = options.server.substr(0, colon);
-  if (colon != std::string::npos) {
-    const char* end = options.server.data() + options.server.size();
-    const auto [stop, error] = std::from_chars(options.server.data() + colon + 1, end, server.port);
-    if (stop != end || error != std::errc{}) server.port = 0;
-  }
-  if (server.host.empty() || server.port < 1 || server.port > 65535) {
-    throw usage("--server " + options.server + " is not HOST or HOST:PORT");
-  }
-  return server;
-}
 
 /// What can be known to be wrong before any work is done.
 void checkOptions(const SendOptions& options) {
@@ -81,6 +58,9 @@ void checkOptions(const SendOptions& options) {
   }
   if (options.textFile == "-" && options.htmlFile == "-") {
     throw usage("--text and --html cannot both read standard input");
+  }
+  if (options.login.password.descriptor == 0 && (options.textFile == "-" || options.htmlFile == "-")) {
+    throw usage("standard input cannot be both the text and the password: give --password-file");
   }
 }
 
@@ -110,19 +90,6 @@ void checkList(const std::string& path) {
   if (readFile(path, "list").find('@') != std::string::npos) return;
   throw Failure{Status::file, "the list " + path + " holds no e-mail address", "",
                 "write one address a line"};
-}
-
-/// A journal or log that cannot be written is found out before the mail is sent, not after.
-void checkWritable(const std::string& path, std::string_view purpose) {
-  if (path.empty()) return;
-  std::error_code error;
-  const bool existed = std::filesystem::exists(path, error);
-  if (std::ofstream(path, std::ios::app)) {
-    if (!existed) std::filesystem::remove(path, error);
-    return;
-  }
-  throw Failure{Status::file, "cannot write the " + std::string(purpose) + " file " + path, "",
-                "check that its folder exists and may be written to; nothing was sent"};
 }
 
 bool isAscii(std::string_view text) {
@@ -206,72 +173,92 @@ quorvel::Ref<quorvel::IQuorvelEmail2> compose(const SendOptions& options) {
 }
 
 /// What the user may do about a mail that was not sent.
-std::string nextStepAfter(Status status, const Server& server) {
-  switch (status) {
-    case Status::unreachable:
-      return "is a mail server listening at " + server.toText() +
-             "? To try one: quorvel serve --port 2525, then send with --server localhost:2525";
-    case Status::refused:
-      return "the lines with a number are the server's own words; check --from, the recipients, and that the "
-             "server takes mail from this machine. --log shows all that was said";
-    default:
-      return "--log shows how far it came; a slow server may need a longer --read-timeout";
+std::string nextStepAfter(const Outcome& outcome, const Server& server, const SendOptions& options) {
+  const bool login = !options.login.user.empty();
+  if (outcome.status == Status::refused && (!login || outcome.loggedIn)) {
+    return "the lines with a number are the server's own words; check --from, the recipients, and that the "
+           "server takes mail from this machine" +
+           std::string(login ? "" : "; where it wants a login, give --user") +
+           ". --log shows all that was said";
   }
-}
-
-void warnOfRefused(const std::vector<std::string>& refused) {
-  constexpr std::size_t kNamed = 10;
-  warn("sent, but not to every recipient. Refused:");
-  for (std::size_t i = 0; i < std::min(refused.size(), kNamed); ++i) {
-    std::cerr << "  " << printable(refused[i]) << "\n";
-  }
-  if (refused.size() > kNamed) std::cerr << "  and " << refused.size() - kNamed << " more\n";
-  std::cerr << "Next: check these addresses; --log shows the server's words\n";
-}
-
-/// What fails here is no failure of the command: the mail has gone its way.
-void printLog(Session& session) {
-  try {
-    std::cout << printable(session.logText()) << std::flush;
-  } catch (const Failure& failure) {
-    print(failure);
-  }
+  const Failure found = diagnose(Protocol::smtp, server, options.login.user, outcome.entries);
+  return found.what + ": " + found.nextStep;
 }
 
 Status runSend(const SendOptions& options) {
   checkOptions(options);
-  const Server server = serverOf(options);
+  const Server server = serverOf(options.server, Protocol::smtp);
   const auto email = compose(options);
   if (options.dryRun) {
     std::cout << email->GetMime() << std::flush;
     return Status::ok;
   }
   checkWritable(options.journal, "journal");
-  checkWritable(options.logXml, "log");
-
   Session session(server);
+  const ToldLog told(session, options.log);
+  useSmtp(session, server, options.login);
   session.mailMan().put_LogMailSentFilename(options.journal);
   session.mailMan().put_SendIndividual(options.inBatches ? 0 : 1);
   const bool talks = isTerminal(2) && !options.quiet;
-  ProgressBar bar(std::cerr, true);
-  const Outcome outcome = session.send(*email, talks ? &bar : nullptr);
+  ProgressBar bar(std::cerr, "sending", true);
+  const Outcome outcome = send(session, *email, talks ? &bar : nullptr);
 
-  if (options.log) printLog(session);
-  if (!options.logXml.empty()) {
-    session.mailMan().SaveXmlLog(options.logXml);
-    if (const auto error = quorvel::lastError()) warn(error->description);
-  }
-  if (outcome.status == Status::partly) {
-    warnOfRefused(outcome.refused);
-  } else if (outcome.status != Status::ok) {
+  if (outcome.status != Status::ok && outcome.status != Status::partly) {
     const bool some = !options.listFile.empty() && outcome.brokenOff;
     throw Failure{outcome.status,
                   (some ? "not sent to all of the list through " : "not sent through ") + server.toText(),
-                  outcome.report, nextStepAfter(outcome.status, server)};
+                  outcome.report, nextStepAfter(outcome, server, options)};
+  }
+  if (!options.login.user.empty() && !outcome.loggedIn) {
+    warn("sent without a login: " + server.toText() + " offers none that this program knows");
+  }
+  if (outcome.status == Status::partly) {
+    warnOfList("sent, but not to every recipient. Refused:", outcome.refused);
+    std::cerr << "Next: check these addresses; --log shows the server's words\n";
   } else if (talks) {
     std::cerr << "sent\n";
   }
   return outcome.status;
+}
+
+/// An option that takes one value each time it is given: what follows is not another one.
+void addRepeatable(CLI::App& send, const std::string& name, std::vector<std::string>& values,
+                   const std::string& type, const std::string& what) {
+  send.add_option(name, values, what + "; repeatable")->type_name(type)->allow_extra_args(false);
+}
+
+void addEnvelopeOptions(CLI::App& send, SendOptions& options) {
+  send.add_option("--from", options.from, "Sender, as ann@example.org or \"Ann Lee <ann@example.org>\"")
+      ->type_name("ADDRESS")
+      ->required();
+  addRepeatable(send, "--to", options.to, "ADDRESS", "Recipient, or several separated by commas");
+  addRepeatable(send, "--cc", options.cc, "ADDRESS", "Recipient of a copy");
+  addRepeatable(send, "--bcc", options.bcc, "ADDRESS", "Recipient whom the others do not see");
+  auto* list =
+      send.add_option("--list", options.listFile, "File of recipients, an address a line")->type_name("FILE");
+  auto* oneByOne = send.add_flag("--one-by-one", options.oneByOne,
+                                 "Each address of the list gets a mail of its own (the default)")
+                       ->needs(list);
+  send.add_flag("--in-batches", options.inBatches, "One mail for every 100 addresses of the list, as Bcc")
+      ->needs(list)
+      ->excludes(oneByOne);
+  send.add_option("--reply-to", options.replyTo, "Where answers shall go")->type_name("ADDRESS");
+  send.add_flag("--receipt", options.receipt, "Ask the recipients' programs for a receipt");
+}
+
+void addContentOptions(CLI::App& send, SendOptions& options) {
+  send.add_option("--subject", options.subject, "Subject");
+  auto* body = send.add_option("--body", options.body, "The text itself");
+  send.add_option("--text", options.textFile, "File with the text; - reads standard input")
+      ->type_name("FILE")
+      ->excludes(body);
+  send.add_option("--html", options.htmlFile,
+                  "File with the text as HTML; with --body or --text, the reader may choose")
+      ->type_name("FILE");
+  addRepeatable(send, "--attach", options.attached, "FILE", "File to attach");
+  addRepeatable(send, "--related", options.related, "FILE",
+                "File that the HTML shows, as in <img src=\"cid:logo.gif\">");
+  addRepeatable(send, "--header", options.headers, "FIELD", "Another header field, \"Name: value\"");
 }
 
 }  // namespace
@@ -279,65 +266,15 @@ Status runSend(const SendOptions& options) {
 void addSendCommand(CLI::App& app, Run& run) {
   const auto options = std::make_shared<SendOptions>();
   CLI::App& send = *app.add_subcommand("send", "Send a mail");
-  send.add_option("--server", options->server, "Mail server, HOST or HOST:PORT")
-      ->type_name("HOST:PORT")
-      ->capture_default_str();
-  send.add_option("--from", options->from, "Sender, as ann@example.org or \"Ann Lee <ann@example.org>\"")
-      ->type_name("ADDRESS")
-      ->required();
-  // A repeatable option takes one value each time: what follows is not another one.
-  send.add_option("--to", options->to, "Recipient, or several separated by commas; repeatable")
-      ->type_name("ADDRESS")
-      ->allow_extra_args(false);
-  send.add_option("--cc", options->cc, "Recipient of a copy; repeatable")
-      ->type_name("ADDRESS")
-      ->allow_extra_args(false);
-  send.add_option("--bcc", options->bcc, "Recipient whom the others do not see; repeatable")
-      ->type_name("ADDRESS")
-      ->allow_extra_args(false);
-  send.add_option("--reply-to", options->replyTo, "Where answers shall go")->type_name("ADDRESS");
-  send.add_option("--subject", options->subject, "Subject");
-  auto* body = send.add_option("--body", options->body, "The text itself");
-  send.add_option("--text", options->textFile, "File with the text; - reads standard input")
-      ->type_name("FILE")
-      ->excludes(body);
-  send.add_option("--html", options->htmlFile,
-                  "File with the text as HTML; with --body or --text, the reader may choose")
-      ->type_name("FILE");
-  send.add_option("--attach", options->attached, "File to attach; repeatable")
-      ->type_name("FILE")
-      ->allow_extra_args(false);
-  send.add_option("--related", options->related,
-                  "File that the HTML shows, as in <img src=\"cid:logo.gif\">; repeatable")
-      ->type_name("FILE")
-      ->allow_extra_args(false);
-  send.add_option("--header", options->headers, "Another header field, \"Name: value\"; repeatable")
-      ->type_name("FIELD")
-      ->allow_extra_args(false);
-  auto* list = send.add_option("--list", options->listFile, "File of recipients, an address a line")
-                   ->type_name("FILE");
-  auto* oneByOne = send.add_flag("--one-by-one", options->oneByOne,
-                                 "Each address of the list gets a mail of its own (the default)")
-                       ->needs(list);
-  send.add_flag("--in-batches", options->inBatches, "One mail for every 100 addresses of the list, as Bcc")
-      ->needs(list)
-      ->excludes(oneByOne);
-  send.add_flag("--receipt", options->receipt, "Ask the recipients' programs for a receipt");
+  addEnvelopeOptions(send, *options);
+  addContentOptions(send, *options);
+  addServerOptions(send, options->server, "localhost:25");
+  addMethodOptions(send, options->login, addLoginOptions(send, options->login));
+  addLogOptions(send, options->log);
   send.add_option("--journal", options->journal, "File to append every sent mail to")->type_name("FILE");
-  send.add_option("--connect-timeout", options->connectTimeout,
-                  "Seconds to wait for the connection; 0: no limit")
-      ->type_name("SECONDS")
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
-  send.add_option("--read-timeout", options->readTimeout, "Seconds to wait for each answer; 0: no limit")
-      ->type_name("SECONDS")
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
-  auto* dryRun = send.add_flag("--dry-run", options->dryRun, "Print the mail instead of sending it");
-  send.add_flag("--log", options->log, "Print the log afterwards")->excludes(dryRun);
-  send.add_option("--log-xml", options->logXml, "File to write the log to, as XML")
-      ->type_name("FILE")
-      ->excludes(dryRun);
+  send.add_flag("--dry-run", options->dryRun, "Print the mail instead of sending it")
+      ->excludes("--log")
+      ->excludes("--log-xml");
   send.add_flag("--quiet", options->quiet, "No progress bar, on a terminal either");
   send.footer(
       "Exit status: 0 sent, 1 failed, 2 wrong usage, 3 no connection, 4 refused by the server,\n"

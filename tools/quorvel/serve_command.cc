@@ -12,6 +12,7 @@
 #include "mail_server/mail_server.h"
 #include "quorvel/arrived.h"
 #include "quorvel/commands.h"
+#include "quorvel/login.h"
 #include "quorvel/system.h"
 
 namespace cli {
@@ -21,6 +22,7 @@ namespace {
 struct ServeOptions {
   std::uint16_t port = 2525;
   std::optional<std::uint16_t> popPort;
+  LoginOptions popLogin;
   std::string folder = "mail";
   std::size_t maxSize = qv::SmtpRules{}.maxMessageBytes;
   std::vector<std::string> refusedSenders, refusedRecipients;
@@ -48,10 +50,18 @@ std::string lineOf(const qv::ReceivedMessage& message) {
          " bytes  " + message.file;
 }
 
+/// Who may fetch mail; anybody when no user is named.
+qv::PopRules popRulesOf(const LoginOptions& login) {
+  if (login.user.empty()) return {};
+  const Password password(login.password, login.user + " to fetch mail with");
+  return {.user = login.user, .password = std::string(password.view())};
+}
+
 Status runServe(const ServeOptions& options) {
   holdStopSignals();
   qv::MailServerOptions settings;
   settings.popPort = options.popPort;
+  settings.popRules = popRulesOf(options.popLogin);
   settings.rules.maxMessageBytes = options.maxSize;
   settings.rules.refusedSenders = options.refusedSenders;
   settings.rules.refusedRecipients = options.refusedRecipients;
@@ -71,7 +81,10 @@ Status runServe(const ServeOptions& options) {
   std::cout << "Listening on 127.0.0.1:" << server.port() << ", keeping mail in " << options.folder
             << ". Ctrl-C ends it." << std::endl;
   if (options.popPort) {
-    std::cout << "POP3 on 127.0.0.1:" << server.popPort() << ", for any user name and password." << std::endl;
+    std::cout << "POP3 on 127.0.0.1:" << server.popPort() << ", for "
+              << (options.popLogin.user.empty() ? "any user name and password"
+                                                : printable(options.popLogin.user) + " alone")
+              << "." << std::endl;
   }
   waitForStopSignal();
   server.stop();
@@ -88,10 +101,14 @@ void addServeCommand(CLI::App& app, Run& run) {
   serve.add_option("--port", options->port, "Port on 127.0.0.1; 0 takes a free one")
       ->type_name("PORT")
       ->capture_default_str();
-  serve
-      .add_option("--pop3-port", options->popPort,
-                  "Let the messages be fetched by POP3 at this port of 127.0.0.1; 0 takes a free one")
-      ->type_name("PORT");
+  auto* popPort =
+      serve
+          .add_option("--pop3-port", options->popPort,
+                      "Let the messages be fetched by POP3 at this port of 127.0.0.1; 0 takes a free one")
+          ->type_name("PORT");
+  addLoginOptions(serve, options->popLogin)
+      ->needs(popPort)
+      ->description("Who alone may fetch them; without it anybody may");
   serve.add_option("--dir", options->folder, "Folder for the messages, made when missing")
       ->type_name("FOLDER")
       ->capture_default_str();

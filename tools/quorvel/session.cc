@@ -1,9 +1,7 @@
 #include "quorvel/session.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
-#include <optional>
 #include <sstream>
 #include <string_view>
 
@@ -34,39 +32,9 @@ class WithLineFormat {
   std::string before_;
 };
 
-/// A permanent or passing refusal, as "550 No such user".
-bool isRefusal(std::string_view entry) {
-  const auto digit = [&](std::size_t at) { return std::isdigit(static_cast<unsigned char>(entry[at])) != 0; };
-  return entry.size() >= 3 && (entry[0] == '4' || entry[0] == '5') && digit(1) && digit(2) &&
-         (entry.size() == 3 || entry[3] == ' ' || entry[3] == '-');
-}
-
-/// The recipient that an error entry says was refused.
-std::optional<std::string> refusedRecipient(std::string_view entry) {
-  for (const std::string_view kind : {"RCPT", "cc RCPT", "bcc RCPT"}) {
-    const std::string start = "Failed when sending " + std::string(kind) + " TO:<";
-    if (!entry.starts_with(start) || !entry.ends_with('>')) continue;
-    const std::string_view address = entry.substr(start.size(), entry.size() - start.size() - 1);
-    // What the envelope says in place of visible recipients; nobody is missing.
-    if (address == "undisclosed-recipients") return std::nullopt;
-    return std::string(address);
-  }
-  return std::nullopt;
-}
-
-/// Whether the log says that a mail counts as sent although nobody took it: a list all of whose addresses
-/// were refused one by one.
-bool reachedNobody(const std::vector<std::string>& infos) {
-  return std::find(infos.begin(), infos.end(), "Mail sent to 0 recipient") != infos.end();
-}
-
-/// Why a mail was not sent, by what the operation logged. A reply that refuses says most, whatever was being
-/// done; then that there was no connection.
-Status reasonOf(const std::vector<std::string>& errors) {
-  if (std::any_of(errors.begin(), errors.end(), isRefusal)) return Status::refused;
-  const bool connected =
-      std::find(errors.begin(), errors.end(), "Failed to connect to SMTP server.") == errors.end();
-  return connected ? Status::failed : Status::unreachable;
+void dropFirst(std::vector<std::string>& entries, std::size_t count) {
+  entries.erase(entries.begin(),
+                entries.begin() + static_cast<std::ptrdiff_t>(std::min(count, entries.size())));
 }
 
 }  // namespace
@@ -77,47 +45,30 @@ quorvel::Ref<quorvel::IQuorvelEmail2> newEmail() {
   return email;
 }
 
-Session::Session(const Server& server)
-    : mailMan_(quorvel::create<quorvel::IQuorvelMailMan3>("QuorvelMail.QuorvelMailMan")) {
+Session::Session() : mailMan_(quorvel::create<quorvel::IQuorvelMailMan3>("QuorvelMail.QuorvelMailMan")) {
   if (!mailMan_) throw noObject("QuorvelMailMan");
   log_ = mailMan_->GetLog().as<quorvel::IQuorvelLog2>();
   if (!log_) throw noObject("log");
   // A list may be long, and every refused address of it is to be told: this program ends with the operation.
   log_->put_HighWaterMark(0);
-  mailMan_->put_SmtpHost(server.host);
-  mailMan_->put_SmtpPort(server.port);
-  mailMan_->put_ConnectTimeout(server.connectTimeout);
-  mailMan_->put_ReadTimeout(server.readTimeout);
-  mailMan_->put_SmtpAuthMethod("NONE");
 }
 
-Outcome Session::send(quorvel::IQuorvelEmail2& email, ProgressBar* bar) {
-  const std::int32_t sink = quorvel::connect(
-      *mailMan_, [bar](std::int32_t, std::int32_t message, std::int32_t percent, std::int32_t) {
-        if (bar != nullptr && message == 2) bar->show(percent);
-      });
-  log_->ClearLog();
-  const bool sent = mailMan_->SendEmail(&email) == 1;
-  const std::optional<quorvel::ErrorReport> report = quorvel::lastError();
-  quorvel::disconnect(*mailMan_, sink);
-  if (bar != nullptr) bar->finish();
+Session::Session(const Server& server) : Session() {
+  mailMan_->put_ConnectTimeout(server.connectTimeout);
+  mailMan_->put_ReadTimeout(server.readTimeout);
+}
 
-  Outcome outcome;
-  const std::vector<std::string> errors = messages(&quorvel::IQuorvelLog::GetErrorEntries);
-  for (const std::string& entry : errors) {
-    if (auto address = refusedRecipient(entry)) outcome.refused.push_back(*std::move(address));
-  }
-  if (report) outcome.report = report->description;
-  if (report) {
-    outcome.status = reasonOf(errors);
-    outcome.brokenOff = outcome.status != Status::unreachable;
-  } else if (reachedNobody(messages(&quorvel::IQuorvelLog::GetInfoEntries))) {
-    outcome.status = Status::refused;
-    for (const std::string& entry : errors) outcome.report += entry + "\n";
-  } else if (!sent || !outcome.refused.empty()) {
-    outcome.status = Status::partly;
-  }
-  return outcome;
+void Session::beginOperation() {
+  errorsBefore_ = messages(&quorvel::IQuorvelLog::GetErrorEntries).size();
+  infosBefore_ = messages(&quorvel::IQuorvelLog::GetInfoEntries).size();
+}
+
+Entries Session::entries() {
+  Entries entries{messages(&quorvel::IQuorvelLog::GetErrorEntries),
+                  messages(&quorvel::IQuorvelLog::GetInfoEntries)};
+  dropFirst(entries.errors, errorsBefore_);
+  dropFirst(entries.infos, infosBefore_);
+  return entries;
 }
 
 std::string Session::logText(const std::string& format) {
@@ -129,7 +80,7 @@ std::string Session::logText(const std::string& format) {
   return std::filesystem::exists(path) ? readFile(path, "log") : "";
 }
 
-std::vector<std::string> Session::messages(Entries kind) {
+std::vector<std::string> Session::messages(Reader kind) {
   const WithLineFormat line(*log_, "%m");
   const std::string continuation = log_->get_ContinuationPrefix();
   std::istringstream lines((log_.get()->*kind)());
@@ -138,6 +89,19 @@ std::vector<std::string> Session::messages(Entries kind) {
     if (continuation.empty() || !text.starts_with(continuation)) entries.push_back(text);
   }
   return entries;
+}
+
+ShownProgress::ShownProgress(quorvel::IQuorvelMailMan3& mailMan, Work work, ProgressBar* bar)
+    : mailMan_(mailMan),
+      bar_(bar),
+      sink_(quorvel::connect(
+          mailMan, [bar, work](std::int32_t, std::int32_t message, std::int32_t percent, std::int32_t) {
+            if (bar != nullptr && message == static_cast<std::int32_t>(work)) bar->show(percent);
+          })) {}
+
+ShownProgress::~ShownProgress() {
+  quorvel::disconnect(mailMan_, sink_);
+  if (bar_ != nullptr) bar_->finish();
 }
 
 }  // namespace cli

@@ -1,6 +1,4 @@
 // quorvel show and quorvel extract: what a host sees of a received message, and its files.
-#include <cmath>
-#include <cstdio>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -11,46 +9,13 @@
 
 #include "quorvel/arrived.h"
 #include "quorvel/commands.h"
+#include "quorvel/dates.h"
+#include "quorvel/message_file.h"
 #include "quorvel/session.h"
 
 namespace cli {
 
 namespace {
-
-using Email = quorvel::Ref<quorvel::IQuorvelEmail3>;
-
-Email loaded(const std::string& file) {
-  auto email = newEmail().as<quorvel::IQuorvelEmail3>();
-  if (email && email->LoadEml(file) == 1) return email;
-  const auto error = quorvel::lastError();
-  throw Failure{Status::file, "cannot read the message " + file, error ? error->description : std::string(),
-                "is it a message file?"};
-}
-
-/// An OLE automation date (days since 30 December 1899) as "2026-11-22 21:25:19".
-std::string dateText(double date) {
-  long long seconds = std::llround(date * 86400);
-  long long days = seconds / 86400;
-  seconds %= 86400;
-  if (seconds < 0) {
-    seconds += 86400;
-    --days;
-  }
-  // The civil calendar from a day number, by eras of 400 years that begin on 1 March.
-  const long long z = days + 693899;
-  const long long era = (z >= 0 ? z : z - 146096) / 146097;
-  const long long dayOfEra = z - era * 146097;
-  const long long yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-  const long long dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  const long long march = (5 * dayOfYear + 2) / 153;
-  const long long day = dayOfYear - (153 * march + 2) / 5 + 1;
-  const long long month = march < 10 ? march + 3 : march - 9;
-  const long long year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
-  char text[120];
-  std::snprintf(text, sizeof text, "%04lld-%02lld-%02lld %02lld:%02lld:%02lld", year, month, day,
-                seconds / 3600, seconds / 60 % 60, seconds % 60);
-  return text;
-}
 
 void line(std::string_view name, std::string_view value) {
   std::string text(name);
@@ -71,32 +36,28 @@ void section(const std::string& title, std::string_view text) {
   if (!lines.empty()) std::cout << printable(indented(lines, "  "));
 }
 
-std::string bytes(std::size_t count) {
-  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
-}
-
 void showBodies(const Email& email) {
   const std::int32_t count = email->get_NumAlternatives();
   if (count == 0) {
     const std::string body = email->get_Body();
-    section("body, " + email->GetAlternativeContentType(0) + ", " + bytes(body.size()), body);
+    section("body, " + email->GetAlternativeContentType(0) + ", " + counted(body.size(), "byte"), body);
   }
   for (std::int32_t n = 0; n < count; ++n) {
     const std::string body = email->GetAlternativeBody(n);
     section("alternative " + std::to_string(n) + ", " + email->GetAlternativeContentType(n) + ", " +
-                bytes(body.size()),
+                counted(body.size(), "byte"),
             body);
   }
 }
 
 Status show(const std::string& file) {
-  const Email email = loaded(file);
+  const Email email = readMessage(file);
   line("From", email->get_From());
   for (std::int32_t n = 0; n < email->get_NumTo(); ++n) line("To", email->GetTo(n));
   for (std::int32_t n = 0; n < email->get_NumCC(); ++n) line("Cc", email->GetCC(n));
   line("Date", dateText(email->get_EmailDate()) + " UTC");
   line("Subject", email->get_Subject());
-  line("Size", bytes(static_cast<std::size_t>(email->get_Size())));
+  line("Size", counted(static_cast<std::size_t>(email->get_Size()), "byte"));
   line("Fields", std::to_string(email->NumHeaderFields()));
   section("parts", outlineOf(email->GetMime()));
   showBodies(email);
@@ -104,7 +65,8 @@ Status show(const std::string& file) {
   if (attachments > 0) section("attachments", "");
   for (std::int32_t n = 0; n < attachments; ++n) {
     std::cout << "  " << n << "  "
-              << printable(email->GetAttachmentFilename(n) + ", " + bytes(email->GetAttachmentData(n).size()))
+              << printable(email->GetAttachmentFilename(n) + ", " +
+                           counted(email->GetAttachmentData(n).size(), "byte"))
               << '\n';
   }
   const std::int32_t related = email->get_NumRelatedItems();
@@ -112,7 +74,7 @@ Status show(const std::string& file) {
   for (std::int32_t n = 0; n < related; ++n) {
     std::cout << "  " << n << "  "
               << printable(email->GetRelatedContentID(n) + " " + email->GetRelatedFilename(n) + ", " +
-                           bytes(email->GetRelatedData(n).size()))
+                           counted(email->GetRelatedData(n).size(), "byte"))
               << '\n';
   }
   return Status::ok;
@@ -138,8 +100,8 @@ void save(Session& session, const std::string& folder, std::int32_t count, std::
 }
 
 Status extract(const std::string& file, const std::string& folder) {
-  const Email email = loaded(file);
-  Session session(Server{});
+  const Email email = readMessage(file);
+  Session session;
   save(session, folder, email->get_NumAttachments(), "attachment",
        [&](std::int32_t n, std::string_view to) { return email->SaveAttachedFile(n, to); });
   save(session, folder, email->get_NumRelatedItems(), "related item",

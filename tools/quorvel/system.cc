@@ -1,6 +1,7 @@
 #include "quorvel/system.h"
 
 #include <stdlib.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -29,6 +30,12 @@ bool isTerminal(int descriptor) {
   return isatty(descriptor) == 1;
 }
 
+std::size_t terminalWidth() {
+  constexpr std::size_t kUsual = 80;
+  winsize size{};
+  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
+}
+
 void holdStopSignals() {
   const sigset_t signals = stopSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
@@ -39,6 +46,10 @@ void waitForStopSignal() {
   int received = 0;
   while (sigwait(&signals, &received) != 0) {
   }
+}
+
+Descriptor::~Descriptor() {
+  if (descriptor_ >= 0) ::close(descriptor_);
 }
 
 TemporaryFolder::TemporaryFolder() {

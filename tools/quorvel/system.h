@@ -1,17 +1,33 @@
 // The little that the program needs of the operating system besides the standard library.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace cli {
 
 bool isTerminal(int descriptor);  ///< 1 is standard output, 2 standard error
+/// Columns of the terminal that standard output is; 80 when it does not say.
+std::size_t terminalWidth();
 
 /// Keeps the signals that ask for an end (Ctrl-C, kill) from ending the process at once; to be called before
 /// threads are started, which inherit it.
 void holdStopSignals();
 /// Waits until one has come.
 void waitForStopSignal();
+
+/// An open file; closed at the end.
+class Descriptor {
+ public:
+  explicit Descriptor(int descriptor) noexcept : descriptor_(descriptor) {}
+  ~Descriptor();
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const noexcept { return descriptor_; }  ///< less than 0 when there is none
+
+ private:
+  int descriptor_;
+};
 
 /// A new folder that only this user may enter, removed with all that is in it at the end.
 class TemporaryFolder {

@@ -1,0 +1,103 @@
+#include "quorvel/message_file.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "quorvel/report.h"
+#include "quorvel/session.h"
+#include "quorvel/system.h"
+
+namespace cli {
+
+namespace {
+
+Failure cannotWrite(const std::string& path, int error) {
+  return {Status::file, "cannot write " + path, std::generic_category().message(error),
+          "is there room, and may this user write there?"};
+}
+
+/// The name of a message's file: its unique id, as far as a name may be that. Nothing in it leads elsewhere,
+/// hides the file, or means more to a shell or a terminal than itself.
+std::string nameFor(std::string_view uidl) {
+  constexpr std::size_t kLongest = 100;
+  constexpr std::string_view kSigns = "-_.@+=";
+  std::string name(uidl.substr(0, kLongest));
+  for (char& c : name) {
+    const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+    if (!plain && kSigns.find(c) == kSigns.npos) c = '_';
+  }
+  if (name.empty() || name[0] == '.' || name[0] == '-') name.insert(0, 1, '_');
+  return name;
+}
+
+bool writeAll(int file, std::string_view content) {
+  while (!content.empty()) {
+    const ssize_t written = ::write(file, content.data(), content.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    content.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+/// Gives a file its name, where that is free.
+bool moveToFreeName(const std::string& from, const std::string& to) {
+  if (::link(from.c_str(), to.c_str()) == 0) {
+    ::unlink(from.c_str());
+    return true;
+  }
+  if (errno == EEXIST) return false;
+  // Not every file system knows links.
+  return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
+}
+
+}  // namespace
+
+Email readMessage(const std::string& file) {
+  auto email = newEmail().as<quorvel::IQuorvelEmail3>();
+  if (email && email->LoadEml(file) == 1) return email;
+  const auto error = quorvel::lastError();
+  throw Failure{Status::file, "cannot read the message " + file, error ? error->description : std::string(),
+                "is it a message file?"};
+}
+
+MessageFolder::MessageFolder(std::string path) : path_(std::move(path)) {
+  std::error_code error;
+  std::filesystem::create_directories(path_, error);
+  if (std::filesystem::is_directory(path_, error) && ::access(path_.c_str(), W_OK | X_OK) == 0) return;
+  throw Failure{Status::file, "cannot keep messages in " + path_, error ? error.message() : "",
+                "nothing was done; --to names the folder, which is made when missing"};
+}
+
+std::string MessageFolder::keep(std::string_view uidl, std::string_view text) {
+  std::string draft = path_ + "/.quorvel-XXXXXX";
+  const Descriptor file(::mkostemp(draft.data(), O_CLOEXEC));
+  if (file.get() < 0) throw cannotWrite(draft, errno);
+  const std::string name = nameFor(uidl);
+  std::string path;
+  bool kept = writeAll(file.get(), text);
+  // Numbers go on from the last one, so that many messages of one name cost no more than others.
+  for (std::size_t& number = numbers_[name]; kept;) {
+    path = path_ + "/" + name + (++number == 1 ? "" : "-" + std::to_string(number)) + ".eml";
+    kept = moveToFreeName(draft, path);
+    if (kept) return path;
+    kept = errno == EEXIST;
+  }
+  const int error = errno;
+  ::unlink(draft.c_str());
+  throw cannotWrite(path.empty() ? draft : path, error);
+}
+
+void MessageFolder::settle() const {
+  const Descriptor folder(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.get() < 0 || ::syncfs(folder.get()) != 0) throw cannotWrite(path_, errno);
+}
+
+}  // namespace cli
