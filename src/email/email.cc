@@ -126,8 +126,7 @@ void Email::copyHeaderFrom(const Email& other) {
   for (const auto kind : {&Email::to_, &Email::cc_, &Email::bcc_}) {
     copyRecipients(this->*kind, other.*kind);
   }
-  pendingFromName_ = other.pendingFromName_;
-  fromAddress_ = other.fromAddress_ ? other.fromAddress_->clone() : nullptr;
+  copySender(other);
   emailDate_ = other.emailDate_;
   for (const auto text :
        {&Email::contentType_, &Email::disposition_, &Email::transferEncoding_, &Email::contentId_,

@@ -114,8 +114,8 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   const CalendarTime& emailDate() const noexcept { return emailDate_; }
   void setEmailDate(const CalendarTime& time) noexcept { emailDate_ = time; }
   std::string_view getUidl() const { return getHeaderField("X-UIDL"); }
-  /// The unique id by which the message is found again on the server that it came from: the one that the server
-  /// gave, whatever the message itself says; without one, the field.
+  /// The unique id by which the message is found again on the server that it came from: the one that the
+  /// server gave, whatever the message itself says; without one, the field.
   std::string_view uidlOnServer() const { return serverUidl_.empty() ? getUidl() : serverUidl_.view(); }
   std::string_view serverUidl() const noexcept { return serverUidl_; }
   void setServerUidl(std::string_view uidl) { serverUidl_ = uidl; }
@@ -291,8 +291,8 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   /// A clone with the Bcc recipients, so that they get the message too, and with the patterns applied.
   std::unique_ptr<Email> copyForSending(const ReplacePatterns& patterns) const;
   /// Turns a clone into the answer to its message: "RE: " before the subject, who wrote what when in front of
-  /// the text, addressed to the sender alone. The sender goes on being read as before, but stands in no field,
-  /// until a new one is set. Attachments and related items stay.
+  /// the text, addressed to the sender alone. The sender goes on being read as before, but stands in no
+  /// field, until a new one is set. Attachments and related items stay.
   void makeReply();
   /// The same with "FW: ", addressed to nobody.
   void makeForward();
@@ -308,8 +308,9 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   const ReceivedSecurity& receivedSecurity() const noexcept;
   void setReceivedSecurity(ReceivedSecurity received);
 
-  /// Takes over the recipients of another message: To, Cc and Bcc, and the fields of the first two.
-  void copyRecipientsFrom(const Email& other);
+  /// Takes over the sender and the recipients of another message: From, To, Cc and Bcc, and the fields that
+  /// show them as they stand there.
+  void copyAddressesFrom(const Email& other);
   /// Takes over the header of another message: its fields, recipients, sender, date and what mirrors them,
   /// and what is asked for when it is sent. Body and parts stay.
   void copyHeaderFrom(const Email& other);
@@ -341,6 +342,7 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   std::size_t addRecipients(Recipients& recipients, std::string_view list);
   static void forgetRecipients(Recipients& recipients);
   static void copyRecipients(Recipients& to, const Recipients& from);
+  void copySender(const Email& other);
   void clearRecipients(Recipients& recipients);
   void setRecipients(Recipients& recipients, std::string_view list);
   static StringBuffer fullForm(const Recipients& recipients, std::size_t index);

@@ -156,15 +156,22 @@ void Email::copyRecipients(Recipients& to, const Recipients& from) {
   for (const auto& address : from.list) to.list.append(address->clone());
 }
 
-void Email::copyRecipientsFrom(const Email& other) {
+// The fields are copied as they stand: their names are encoded for the charset of that message.
+void Email::copyAddressesFrom(const Email& other) {
   if (this == &other) return;
   for (const auto kind : {&Email::to_, &Email::cc_, &Email::bcc_}) {
     clearRecipients(this->*kind);
     copyRecipients(this->*kind, other.*kind);
-    // The field as it stands there: its names are encoded for the charset of that message.
     const std::string_view field = (this->*kind).field;
     if (!field.empty()) setHeaderField(field, other.getHeaderField(field));
   }
+  copySender(other);
+  setHeaderField("From", other.getHeaderField("From"));
+}
+
+void Email::copySender(const Email& other) {
+  pendingFromName_ = other.pendingFromName_;
+  fromAddress_ = other.fromAddress_ ? other.fromAddress_->clone() : nullptr;
 }
 
 }  // namespace qv

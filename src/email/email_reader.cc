@@ -92,13 +92,15 @@ class EmailReader {
 
   std::unique_ptr<Email> read(MimeMessage2& top) {
     std::optional<LogContext> context;
-    SecurityLayers layers;
+    ReceivedSecurity security;
     if (options_.processSecurity) {
       context.emplace(log_, "security");
-      layers = unwrapSecurity(top, options_.autoSaveCerts, log_);
+      security = unwrapSecurity(top, options_.autoSaveCerts, log_);
+      logSecurity(security, log_);
     }
     std::unique_ptr<Email> email = newEntity(top);
-    if (layers.found) logOrigin(*email, log_);
+    if (security.securityFound) logOrigin(*email, log_);
+    if (options_.processSecurity) email->setReceivedSecurity(std::move(security));
     context.reset();
     while (!waiting_.empty()) {
       const Pair pair = waiting_.back();
