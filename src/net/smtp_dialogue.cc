@@ -58,7 +58,9 @@ std::optional<std::string_view> SmtpDialogue::readLine(CLog* log) {
     return std::nullopt;
   }
   replyLength_ += line_.size();
-  record(line_);
+  StringBuffer shown(line_);
+  hidden_.hideIn(shown);
+  record(shown);
   return line_.view();
 }
 
@@ -75,6 +77,7 @@ bool SmtpDialogue::readReply(int expected, CLog* log) {
     reply.append(*line);
     if (!isLastReplyLine(*line)) continue;
     if (line->size() >= 4 && replyCode(*line) == expected) return true;
+    hidden_.hideIn(reply);
     logError(log, trimmed(reply));
     return false;
   }

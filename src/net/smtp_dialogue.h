@@ -9,12 +9,14 @@
 #include "core/log.h"
 #include "core/string_buffer.h"
 #include "net/progress_monitor.h"
+#include "net/secret_text.h"
 #include "net/socket.h"
 
 namespace qv {
 
 /// One connection, and a record of what went over it. A send or receive that fails ends the connection;
-/// every later step then fails. Each step says in the log, which may be null, why it failed.
+/// every later step then fails. Each step says in the log, which may be null, why it failed. The secrets of a
+/// login are kept out of log and transcript, also where the server repeats them.
 class SmtpDialogue {
  public:
   /// A command and its line end are shorter than this; a longer one is not sent.
@@ -44,6 +46,8 @@ class SmtpDialogue {
   bool sendCommand(std::string_view bytes, CLog* log, ProgressMonitor* progress = nullptr);
   /// Sends bytes that the transcript must not show.
   bool sendDirect(std::string_view bytes, CLog* log);
+  /// From now on hidden in what the server says, for as long as the dialogue lasts.
+  void hide(std::string_view secret) { hidden_.add(secret); }
   /// Reads one line with its CR LF. The text is valid until the next line is read.
   std::optional<std::string_view> readLine(CLog* log);
   /// Reads one line and gives it only when its code is `code`.
@@ -59,6 +63,7 @@ class SmtpDialogue {
   std::unique_ptr<QuorvelSocket> socket_;
   StringBuffer transcript_;
   StringBuffer line_;
+  SecretMask hidden_;
   std::size_t replyLength_ = 0;  // of the lines read since something was sent
   Phase phase_ = Phase::idle;
 };

@@ -27,6 +27,11 @@ class SmtpConnImpl final : public SmtpConn {
   /// False when the server does not know EHLO; `offered` gets the login methods that it names.
   bool readEhloReply(AuthFlags& offered, CLog* log);
   bool helo(CLog* log);
+  /// Empty when the session can go on, otherwise what the log is to say once it is closed.
+  std::string_view logIn(const AuthFlags& methods, const SmtpSettings& settings, CLog* log) {
+    return qv::logIn(dialogue_, methods,
+                     {settings.username, settings.password, settings.loginDomain, settings.readTimeout}, log);
+  }
 
   bool sendEmail(Email* email, std::string_view sentLogFileName, CLog* log, ProgressMonitor* progress,
                  SendOutcome& outcome, DistributionList& rejected, bool sendIndividual) override;
@@ -133,7 +138,12 @@ std::unique_ptr<SmtpConn> smtpConnect(const SmtpSettings& settings, CLog* log) {
   const bool extended = session->readEhloReply(methods, log);
   if (extended) {
     applyAuthMethod(methods, settings.authMethod);
-    chooseLogin(methods, log);
+    const std::string_view failure = session->logIn(methods, settings, log);
+    if (!failure.empty()) {
+      session.reset();
+      logInfo(log, failure);
+      return nullptr;
+    }
   } else {
     // A server this old knows no login (RFC 4954 3).
     logData(log, "login_method", "NONE");
