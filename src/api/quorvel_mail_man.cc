@@ -121,7 +121,7 @@ std::int32_t CQuorvelMailMan::SendEmail(quorvel::IQuorvelEmail* email) {
       return Outcome::failed;
     }
     const std::shared_ptr<Email> message = internalEmail(*email);
-    return outcomeOf(outbox.sendEmail(message.get()));
+    return outcomeOf(outbox.sendEmail({message.get()}));
   });
 }
 

@@ -1,23 +1,54 @@
 // Preparing e-mails and sending them: what the sending operations of the mail manager share.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/log.h"
 #include "core/string_buffer.h"
 #include "email/email.h"
+#include "email/replace_patterns.h"
 #include "net/progress_monitor.h"
 #include "net/smtp_session.h"
 
 namespace qv {
+
+/// Which of the charsets of a language is preferred.
+enum class CharsetFamily { none, iso, microsoft, mac };
+
+/// The charset that e-mails are labelled with as they are sent: that of a language, or one by its name. At
+/// most one of the two is set; without both every e-mail keeps its own.
+struct DefaultCharset {
+  StringBuffer language;
+  StringBuffer charset;
+  CharsetFamily preferred = CharsetFamily::none;
+};
+
+/// Who signs and encrypts: the signing service with this login, or this machine alone.
+struct SigningService {
+  bool isUsed = false;
+  StringBuffer username;
+  StringBuffer domain;
+  StringBuffer password;
+};
 
 /// The mail manager's settings for sending.
 struct OutboxSettings {
   SmtpSettings smtp{.host = "localhost"};
   StringBuffer logMailSentFilename;
   bool sendIndividual = true;
+  DefaultCharset defaults{};
+  SigningService service{};
+};
+
+/// An e-mail of the host's. Nothing is owned.
+struct OutgoingEmail {
+  Email* email = nullptr;  ///< null where the host's object is none of this component's
+  /// Null as well as empty: it is sent as it stands.
+  const ReplacePatterns* patterns = nullptr;
 };
 
 /// What a sending operation came to.
@@ -40,9 +71,14 @@ class Outbox {
   Outbox(const OutboxSettings& settings, FireComEvent* sink, CLog* log) noexcept
       : settings_(settings), sink_(sink), log_(log) {}
 
-  /// Opens a session, prepares the e-mail, sends it and closes the session. `email` is the internal e-mail
-  /// of the host's object; null fails with "Failed to get internal email object". Throws nothing.
-  SendReport sendEmail(Email* email);
+  /// Opens a session, prepares the e-mail, sends it and closes the session. Without an e-mail it fails with
+  /// "Failed to get internal email object". With patterns a copy is sent, without any what preparing sets
+  /// stays in the e-mail. Throws nothing.
+  SendReport sendEmail(const OutgoingEmail& outgoing);
+  /// Sends e-mails one after the other in one session. A message that no recipient was accepted for is passed
+  /// over; a session that cannot go on, an e-mail that cannot be prepared and one that is missing end it all
+  /// without success. A server that cannot be reached leaves no error report.
+  SendReport sendBundle(const std::vector<OutgoingEmail>& bundle);
   /// Composes a plain message and sends it through port 25 of `smtpServer`. Its failures are always reported,
   /// with the last error alone.
   SendReport quickSend(std::string_view from, std::string_view to, std::string_view subject,
@@ -54,11 +90,16 @@ class Outbox {
 
  private:
   struct Milestones;
-  SendReport sendWatched(Email* email, ProgressMonitor& progress, Milestones& reached);
+  struct Prepared;
+  SendReport sendWatched(const OutgoingEmail& outgoing, ProgressMonitor& progress, Milestones& reached);
+  bool sendOfBundle(SmtpConn& session, const OutgoingEmail& outgoing, ProgressMonitor& progress);
   std::unique_ptr<SmtpConn> openSession(const SmtpSettings& smtp);
-  bool prepareOrLog(Email& email);
-  bool sendOrLog(SmtpConn& session, Email& email, ProgressMonitor& progress, SendOutcome& outcome);
-  ProgressMonitor progressOf(const Email* email) const;
+  Prepared prepare(const OutgoingEmail& outgoing);
+  bool prepareOrLog(const OutgoingEmail& outgoing, Prepared& prepared);
+  void logPatterns(const ReplacePatterns& patterns);
+  void applyDefaultCharset(Email& email) const;
+  bool send(SmtpConn& session, const Prepared& prepared, ProgressMonitor& progress, SendOutcome& outcome);
+  ProgressMonitor progressOf(std::uint64_t total) const;
 
   const OutboxSettings& settings_;
   FireComEvent* sink_;

@@ -5,6 +5,8 @@
 #include <regex>
 #include <stdexcept>
 
+#include "email/email_reader.h"
+#include "email/replace_patterns.h"
 #include "support/log_lines.h"
 #include "support/scripted_server.h"
 
@@ -64,7 +66,7 @@ TEST(Outbox, Outcomes) {
     const OutboxSettings settings = settingsFor(server.port());
     LogLines log;
     Percentages sink;
-    const SendReport report = Outbox(settings, &sink, log.get()).sendEmail(newEmail().get());
+    const SendReport report = Outbox(settings, &sink, log.get()).sendEmail({newEmail().get()});
     EXPECT_EQ(report.success, row.success) << row.rules;
     EXPECT_EQ(report.reportError, row.reportError) << row.rules;
     EXPECT_TRUE(log.holds(split(row.log)));
@@ -74,7 +76,7 @@ TEST(Outbox, Outcomes) {
   SmtpServer server;
   const OutboxSettings settings = settingsFor(server.port());
   LogLines log;
-  EXPECT_TRUE(Outbox(settings, nullptr, log.get()).sendEmail(nullptr).reportError);
+  EXPECT_TRUE(Outbox(settings, nullptr, log.get()).sendEmail({}).reportError);
   EXPECT_EQ(log.count("Failed to get internal email object"), 1U);
   EXPECT_TRUE(Outbox(settings, nullptr, log.get()).verifySmtpConnection());
   EXPECT_EQ(server.count("QUIT"), 2U);
@@ -93,11 +95,164 @@ TEST(Outbox, ReturnReceipt) {
   for (const char* wanted : {"YES", "NO"}) {
     const auto email = newEmail();
     email->setHeaderField("QVX-ReturnReceipt", wanted);
-    EXPECT_TRUE(Outbox(settings, nullptr, nullptr).sendEmail(email.get()).success);
+    EXPECT_TRUE(Outbox(settings, nullptr, nullptr).sendEmail({email.get()}).success);
   }
   ASSERT_EQ(server.messages().size(), 2U);
   EXPECT_NE(server.messages()[0].find("\r\nDisposition-Notification-To: <a@h>\r\n"), std::string::npos);
   EXPECT_EQ(server.messages()[1].find("Disposition"), std::string::npos);
+}
+
+TEST(Outbox, BundlesGoThroughOneSession) {
+  const struct {
+    const char* rules;
+    const char* emails;  // each by the one it is for; '-' is missing, '!' has no sender
+    bool success, reportError;
+    const char* sent;  // for whom
+    const char* log;
+  } rows[] = {
+      {"", "b|c", true, false, "b|c", "Mail sent to 1 recipient|Mail sent to 1 recipient"},
+      {"", "", true, false, "", ""},
+      {"RCPT TO:<x=550 no such", "b|x|x|c", true, false, "b|c", "550 no such"},
+      {"RCPT TO:<x=550 no such|RSET=500 no", "b|x|c", true, false, "b|c", "550 no such"},
+      {"RCPT TO:<x=421 bye\x04", "b|x|c", false, true, "b",
+       "421 bye|Failed when sending MAIL FROM:<a@h>|Send failed."},
+      {"MESSAGE=554 spam", "b|c", false, true, "b",
+       "554 spam|Failed when sending body end marker|Send failed."},
+      {"", "b|-|c", false, true, "b", "Mail sent to 1 recipient|Internal error in SendBundle"},
+      {"", "b|!|c", false, true, "b", "Invalid email object, no return address|Send failed."},
+      {"EHLO=500 no|HELO=500 no", "b", false, false, "",
+       "Failed to get response to Hello|Failed to connect to SMTP server."},
+  };
+  for (const auto& row : rows) {
+    SmtpServer server(row.rules);
+    const OutboxSettings settings = settingsFor(server.port());
+    std::vector<std::unique_ptr<Email>> emails;
+    std::vector<OutgoingEmail> bundle;
+    for (const std::string& receiver : split(row.emails)) {
+      emails.push_back(std::make_unique<Email>(nullptr));
+      if (receiver != "!") emails.back()->setFrom("a@h");
+      emails.back()->addTo("", receiver + "@h");
+      emails.back()->setBody("to " + receiver, false);
+      bundle.push_back({receiver == "-" ? nullptr : emails.back().get()});
+    }
+    LogLines log;
+    Percentages sink;
+    const SendReport report = Outbox(settings, &sink, log.get()).sendBundle(bundle);
+    EXPECT_EQ(report.success, row.success) << row.rules << row.emails;
+    EXPECT_EQ(report.reportError, row.reportError) << row.rules << row.emails;
+    EXPECT_TRUE(log.holds(split(row.log))) << row.rules << row.emails;
+    EXPECT_EQ(log.count("Send failed."), std::string_view(row.log).ends_with("Send failed.") ? 1U : 0U);
+    EXPECT_TRUE(bundle.empty() || sink.climbTo100()) << row.emails;
+    EXPECT_EQ(server.count("EHLO"), 1U);
+    const Strings receivers = split(row.sent);
+    ASSERT_EQ(server.messages().size(), receivers.size()) << row.rules << row.emails;
+    for (std::size_t i = 0; i < receivers.size(); ++i) {
+      EXPECT_NE(server.messages()[i].find("\r\n\r\nto " + receivers[i]), std::string::npos) << i;
+    }
+  }
+}
+
+TEST(Outbox, PatternsAreReplacedInACopy) {
+  ReplacePatterns patterns;
+  patterns.set("NAME", "Bob");
+  patterns.set("Bob ", "Robert ");
+  const auto email = newEmail("Dear NAME and NAME \r\n");
+  email->setSubject("for NAME");
+  email->addTo("", "NAME@h");
+  email->addBcc("", "NAME.bcc@h");
+  email->setHeaderField("QVX-ReturnReceipt", "YES");
+  SmtpServer server;
+  OutboxSettings settings = settingsFor(server.port());
+  settings.defaults.charset = "utf-8";
+  LogLines log;
+  const ReplacePatterns none;
+  EXPECT_TRUE(Outbox(settings, nullptr, log.get()).sendEmail({email.get(), &patterns}).success);
+  EXPECT_EQ(log.count("Replacing [NAME] with [Bob]"), 1U);
+  EXPECT_NE(log.get()->GetKeywordEntries("SendEmail").find("Replacing [Bob ] with [Robert ]"),
+            std::string::npos);
+  // The same e-mail twice, once as it stands.
+  log.clear();
+  EXPECT_TRUE(Outbox(settings, nullptr, log.get())
+                  .sendBundle({{email.get(), &patterns}, {email.get(), &none}})
+                  .success);
+  EXPECT_EQ(log.count("Replacing [NAME] with [Bob]"), 1U);
+
+  EXPECT_EQ(server.count("RCPT TO:<Bob@h>"), 2U);
+  EXPECT_EQ(server.count("RCPT TO:<Bob.bcc@h>"), 2U);
+  EXPECT_EQ(server.count("RCPT TO:<NAME@h>"), 1U);
+  ASSERT_EQ(server.messages().size(), 3U);
+  for (std::size_t i = 0; i < 3; ++i) {
+    const std::string& text = server.messages()[i];
+    const bool isMerged = i < 2;
+    EXPECT_NE(text.find(isMerged ? "Dear Robert and Robert \r\n" : "Dear NAME and NAME \r\n"),
+              std::string::npos);
+    EXPECT_NE(text.find(isMerged ? "Subject: for Bob\r\n" : "Subject: for NAME\r\n"), std::string::npos);
+    EXPECT_NE(text.find("charset=\"utf-8\""), std::string::npos) << text;
+    EXPECT_NE(text.find("Disposition-Notification-To: <a@h>"), std::string::npos);
+    EXPECT_EQ(text.find("bcc@h"), std::string::npos);
+  }
+  EXPECT_EQ(email->getSubject(), "for NAME");
+  EXPECT_EQ(email->getBody(), "Dear NAME and NAME \r\n");
+}
+
+TEST(Outbox, DefaultCharsets) {
+  const struct {
+    const char *language, *charset;
+    CharsetFamily preferred;
+    const char* sent;
+  } rows[] = {
+      {"", "", CharsetFamily::iso, "us-ascii"},
+      {"French", "", CharsetFamily::none, "iso-8859-1"},
+      {"French", "", CharsetFamily::microsoft, "windows-1252"},
+      {"French", "", CharsetFamily::mac, "x-mac-roman"},
+      {"Russian", "", CharsetFamily::iso, "iso-8859-5"},
+      {"no language", "", CharsetFamily::mac, "iso-8859-1"},
+      {"", "koi8-r", CharsetFamily::iso, "koi8-r"},
+      {"", "a\r\nBcc: x@y\"", CharsetFamily::none, "aBcc: x@y"},
+  };
+  for (const auto& row : rows) {
+    SmtpServer server;
+    OutboxSettings settings = settingsFor(server.port());
+    settings.defaults = {.language = row.language, .charset = row.charset, .preferred = row.preferred};
+    EXPECT_TRUE(Outbox(settings, nullptr, nullptr).sendEmail({newEmail().get()}).success);
+    ASSERT_EQ(server.messages().size(), 1U);
+    EXPECT_NE(server.messages()[0].find("\r\nContent-Type: text/plain; charset=\"" + std::string(row.sent) +
+                                        "\"\r\n"),
+              std::string::npos)
+        << row.language << row.charset << server.messages()[0];
+  }
+}
+
+// A stranger's message that is answered: nothing of it acts on the way out.
+TEST(Outbox, AnswersToHostileMail) {
+  const std::string header =
+      "From: =?x?Q?A=0D=0ARCPT_TO:<spy@h>?= <a@h>\r\nTo: b@h\r\nBcc: spy@h\r\nReply-To: spy@h\r\n"
+      "QVX-FileDistList: " QUORVEL_TEST_DATA
+      "/members.txt\r\nQVX-ReturnReceipt: YES\r\n"
+      "Disposition-Notification-To: spy@h\r\nSubject: =?x?Q?s=0D=0A.=0D=0AMAIL_FROM:<spy@h>?=\r\n";
+  const std::string part =
+      "Content-Type: text/plain; name=\"../../x\"\r\nQVX-FileDistList: "
+      "/etc/passwd\r\n\r\nhi\r\n.\r\nQUIT\r\n";
+  SmtpServer server;
+  const OutboxSettings settings = settingsFor(server.port());
+  for (const std::string& text :
+       {header + part,
+        header + "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n" + part + "--b--\r\n"}) {
+    const auto answer = createFromMimeText(text, {}, nullptr)->cloneEmail();
+    answer->makeReply();
+    answer->setFrom("me@h");
+    EXPECT_TRUE(Outbox(settings, nullptr, nullptr).sendEmail({answer.get()}).success);
+  }
+  EXPECT_EQ(server.count("MAIL FROM:<me@h>"), 2U);
+  EXPECT_EQ(server.count("MAIL"), 2U);
+  EXPECT_EQ(server.count("RCPT TO:<a@h>"), 2U);
+  EXPECT_EQ(server.count("RCPT"), 2U);
+  ASSERT_EQ(server.messages().size(), 2U);
+  for (const std::string& text : server.messages()) {
+    for (const char* unwanted : {"QVX-", "\r\nBcc", "\r\nReply-To", "\r\nDisposition-Notification"}) {
+      EXPECT_EQ(text.find(unwanted), std::string::npos) << text;
+    }
+  }
 }
 
 // No body ends its message early, begins another, or leaves the choice to the servers on the way.
@@ -112,7 +267,7 @@ TEST(Outbox, NoBodySmuggles) {
     for (const auto& body : bodies) {
       const auto email = newEmail(body);
       if (html) email->setHtmlBody("<html><body>" + body + "</body></html>");
-      EXPECT_TRUE(Outbox(settings, nullptr, nullptr).sendEmail(email.get()).success);
+      EXPECT_TRUE(Outbox(settings, nullptr, nullptr).sendEmail({email.get()}).success);
     }
     EXPECT_EQ(server.count("MAIL"), bodies.size());
     ASSERT_EQ(server.messages().size(), bodies.size());
@@ -129,7 +284,7 @@ TEST(Outbox, ProgressOfABigMessage) {
   std::string body;
   for (int i = 0; i < 100'000; ++i) body += "line " + std::to_string(i) + " of many lines\r\n";
   Percentages sink;
-  EXPECT_TRUE(Outbox(settings, &sink, nullptr).sendEmail(newEmail(body).get()).success);
+  EXPECT_TRUE(Outbox(settings, &sink, nullptr).sendEmail({newEmail(body).get()}).success);
   EXPECT_TRUE(sink.climbTo100());
   ASSERT_EQ(server.messages().size(), 1U);
   EXPECT_NE(server.messages()[0].find(body), std::string::npos);
@@ -155,7 +310,7 @@ TEST(Outbox, ExceptionsAreFailures) {
     sink.throwAt = row.event;
     // So big that each of the first steps is a percent or more.
     const SendReport report =
-        Outbox(settings, &sink, log.get()).sendEmail(newEmail(std::string(1500, 'x')).get());
+        Outbox(settings, &sink, log.get()).sendEmail({newEmail(std::string(1500, 'x')).get()});
     EXPECT_TRUE(!report.success && report.reportError);
     EXPECT_EQ(log.count(row.log), 1U) << row.event << log.text();
     EXPECT_EQ(server.count("QUIT"), row.quits) << row.event;

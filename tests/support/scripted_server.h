@@ -123,12 +123,16 @@ class Replies {
 
   /// Only the first `cutAfter` bytes of all replies to a client are sent, then the connection is closed.
   Replies(Reply reply, std::size_t cutAfter) : reply_(std::move(reply)), cutAfter_(cutAfter) {}
-  /// By rules as "EHLO=502 no|RCPT TO:<b@h>=550-no\r\n550 such": the replies to what begins so.
+  /// By rules as "EHLO=502 no|RCPT TO:<b@h>=550-no\r\n550 such": the replies to what begins so; their last
+  /// line ends come by themselves.
   static Reply followRules(std::string_view rules) {
     return [rules = split(rules)](std::string_view command) -> std::optional<std::string> {
       for (const std::string& rule : rules) {
         const std::size_t at = rule.find('=');
-        if (command.starts_with(rule.substr(0, at))) return rule.substr(at + 1) + "\r\n";
+        if (!command.starts_with(rule.substr(0, at))) continue;
+        const bool close = rule.ends_with(kClose);
+        const std::string reply = rule.substr(at + 1, rule.size() - at - (close ? 2 : 1)) + "\r\n";
+        return close ? reply + kClose : reply;
       }
       return std::nullopt;
     };
