@@ -7,6 +7,9 @@
 #include <string>
 
 #include "core/log_store.h"
+#include "support/linear_cost.h"
+
+using namespace std::string_view_literals;
 
 namespace {
 
@@ -22,7 +25,7 @@ TEST(DistributionList, readsFiles) {
   const auto path = std::filesystem::temp_directory_path() /
                     ("qv_list_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
   const struct {
-    const char *text, *addresses;
+    std::string_view text, addresses;
   } rows[] = {
       {" a@h \r\n\r\nno address\r\nB <b@h>", "a@h|B <b@h>|"},
       {"a@h\na@h\n\n\n\tc@h", "a@h|a@h|c@h|"},
@@ -30,10 +33,21 @@ TEST(DistributionList, readsFiles) {
        "a@h\n",
        "a@h|"},
       {"\n \r\n", ""},
+      {"", ""},
+      {"\xEF\xBB\xBF", ""},
+      {" a@h\n\r\n\n\r\rb@h\r", "a@h|b@h|"},
+      // What can be no address is refused when it is sent to.
+      {"a@h\rb@h", "a@h\rb@h|"},
+      {"a b@h\n<a@h>,<b@h>\n@\n\t\n@@", "a b@h|<a@h>,<b@h>|@|@@|"},
+      {"a\0@h\n\0\0\n\x1A"sv, "a\0@h|"sv},
+      {"\xFF\xFE"
+       "a\0@\0h\0\r\0\n\0"sv,
+       "\xFF\xFE"
+       "a\0@\0h\0\r\0|"sv},
   };
   DistributionList list;
   for (const auto& row : rows) {
-    std::ofstream(path, std::ios::binary) << row.text;
+    std::ofstream(path, std::ios::binary) << row.text << std::flush;
     const long count = list.loadFromFile(path.string(), nullptr);
     EXPECT_EQ(count, static_cast<long>(list.count()));
     EXPECT_EQ(listed(list), row.addresses);
@@ -44,6 +58,25 @@ TEST(DistributionList, readsFiles) {
   EXPECT_EQ(list.loadFromFile(path.string(), &log), -1);
   EXPECT_EQ(list.count(), 0u);
   EXPECT_FALSE(log.GetErrorEntries().empty());
+}
+
+TEST(DistributionList, costIsLinear) {
+  const auto path = std::filesystem::temp_directory_path() / "qv_long_list";
+  for (const char* line : {"member@example.org\n", "\n", "@", "\r", "no address at all\r\n"}) {
+    const auto make = [&](std::size_t n) {
+      std::string text;
+      for (std::size_t i = 0; i < n; ++i) text += line;
+      const std::string file = path.string() + std::to_string(n);
+      std::ofstream(file, std::ios::binary) << text;
+      return file;
+    };
+    const auto work = [](const std::string& file) {
+      DistributionList list;
+      EXPECT_GE(list.loadFromFile(file, nullptr), 0);
+    };
+    EXPECT_LT(qv_test::costOfTwice(200'000, make, work), 3) << line;
+  }
+  for (const char* n : {"100000", "400000"}) std::filesystem::remove(path.string() + n);
 }
 
 TEST(DistributionList, keepsOneOfEach) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <fstream>
 #include <regex>
 #include <stdexcept>
 
@@ -14,6 +16,7 @@ namespace qv {
 namespace {
 
 using namespace std::string_literals;
+using namespace std::string_view_literals;
 using qv_test::LogLines;
 using qv_test::SmtpServer;
 using qv_test::split;
@@ -253,6 +256,32 @@ TEST(Outbox, AnswersToHostileMail) {
       EXPECT_EQ(text.find(unwanted), std::string::npos) << text;
     }
   }
+}
+
+// Lines of a list that are no addresses reach no command; the others get their mail.
+TEST(Outbox, ListsOfAllSorts) {
+  const std::string path = ::testing::TempDir() + "quorvel_list";
+  std::ofstream(path, std::ios::binary)
+      << "\xEF\xBB\xBF"
+         "a@h\r\nb@h\rDATA\nc@h>\nNOOP\nd\0@h\r\n\"NOOP\r\n\"@h\n<e@h> SIZE=1>\n <f@h> \nG <g@h>\n@"sv;
+  for (const bool individual : {false, true}) {
+    SmtpServer server("RCPT TO:<@>=501 no");
+    OutboxSettings settings = settingsFor(server.port());
+    settings.sendIndividual = individual;
+    const auto email = newEmail();
+    email->setHeaderField("QVX-FileDistList", path);
+    LogLines log;
+    EXPECT_TRUE(Outbox(settings, nullptr, log.get()).sendEmail({email.get()}).success) << log.text();
+    Strings receivers;
+    for (const std::string& command : server.commands()) {
+      if (command.starts_with("RCPT")) receivers.push_back(command.substr(8));
+      EXPECT_FALSE(command.starts_with("NOOP"));
+    }
+    std::erase(receivers, "<undisclosed-recipients>");
+    EXPECT_EQ(receivers, split("<a@h>|<c@h>|<\"@h>|<f@h>|<g@h>|<@>"));
+    EXPECT_EQ(server.messages().size(), individual ? 5U : 1U);
+  }
+  std::remove(path.c_str());
 }
 
 // No body ends its message early, begins another, or leaves the choice to the servers on the way.
