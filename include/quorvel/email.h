@@ -97,6 +97,10 @@ class QUORVEL_API IQuorvelEmail2 : public IQuorvelEmail {
   using Base = IQuorvelEmail;
   static constexpr std::string_view kInterfaceName = "IQuorvelEmail2";
 
+  /// The message as an XML element; what it holds is what GetMime shows.
+  virtual std::string GetXml() = 0;
+  /// Writes an XML document of the message, replacing the file. Fails with an error report.
+  virtual void SaveXml(std::string_view filename) = 0;
   /// The whole message as RFC 822/MIME text with CR LF line ends.
   virtual std::string GetMime() = 0;
   virtual std::int32_t NumHeaderFields() = 0;

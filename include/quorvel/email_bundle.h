@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include <quorvel/email.h>
@@ -36,6 +37,10 @@ class QUORVEL_API IQuorvelEmailBundle2 : public IQuorvelEmailBundle {
   using Base = IQuorvelEmailBundle;
   static constexpr std::string_view kInterfaceName = "IQuorvelEmailBundle2";
 
+  /// The e-mails as one XML element.
+  virtual std::string GetXml() = 0;
+  /// Writes an XML document of the e-mails, replacing the file. Fails with an error report.
+  virtual void SaveXml(std::string_view filename) = 0;
   /// The `Uidl` of each e-mail that has one.
   virtual Ref<IQvStringArray> GetUidls() = 0;
 };

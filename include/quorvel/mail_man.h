@@ -65,6 +65,10 @@ class QUORVEL_API IQuorvelMailMan2 : public IQuorvelMailMan {
   /// The messages of a mailbox file (mbox) that the filter keeps, the last one of the file first. Empty when
   /// the file cannot be read; the log says why.
   virtual Ref<IQuorvelEmailBundle> LoadMbx(std::string_view mbxFileName) = 0;
+  /// The e-mails of an XML document that the filter keeps, the last one first. A file that cannot be read, or
+  /// a text without any element, fails with an error report.
+  virtual Ref<IQuorvelEmailBundle> LoadXmlFile(std::string_view folderPath) = 0;
+  virtual Ref<IQuorvelEmailBundle> LoadXmlString(std::string_view xmlString) = 0;
   /// Which messages the receiving operations keep, as `Subject like "*report*"`; empty keeps all.
   virtual std::string get_Filter() = 0;
   virtual void put_Filter(std::string_view expression) = 0;

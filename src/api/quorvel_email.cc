@@ -10,9 +10,11 @@
 #include "core/string_buffer.h"
 #include "core/text.h"
 #include "email/email_reader.h"
+#include "email/email_xml.h"
 #include "email/line_ends.h"
 #include "mime/date_parser.h"
 #include "platform/clock.h"
+#include "platform/files.h"
 
 namespace qv {
 
@@ -123,6 +125,31 @@ std::string CQuorvelEmail::get_From() {
 }
 void CQuorvelEmail::put_From(std::string_view text) {
   publicCall(plain("put_From"), [&](CLog*) { email_->setFrom(text); });
+}
+
+// XML and archives.
+
+std::string CQuorvelEmail::GetXml() {
+  return publicRead(inContext("GetXml"), [this](CLog*) {
+    StringBuffer xml;
+    writeEmailXml(*email_, xml);
+    return xml.str();
+  });
+}
+
+void CQuorvelEmail::SaveXml(std::string_view filename) {
+  publicCall(inContext("SaveXml"), [&](CLog* log) {
+    const std::string_view path = trimmed(filename);
+    if (path.empty()) {
+      logError(log, "The filename parameter is missing");
+      return Outcome::failed;
+    }
+    std::string reason;
+    if (files::replace(path, emailXmlDocument(*email_), reason)) return Outcome::done;
+    logError(log, "Failed to write XML file.");
+    logError(log, reason);
+    return Outcome::failed;
+  });
 }
 
 std::int32_t CQuorvelEmail::AppendToZip(quorvel::IQuorvelZip4* iZip4) {

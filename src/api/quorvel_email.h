@@ -78,6 +78,8 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
   void put_FromAddress(std::string_view address) override;
   std::string GetAttachmentContentID(std::int32_t index) override;
   std::string GetAttachmentStringCrLf(std::int32_t index) override;
+  std::string GetXml() override;
+  void SaveXml(std::string_view filename) override;
 
   std::string GetMime() override;
   std::int32_t NumHeaderFields() override;

@@ -1,13 +1,44 @@
 #include "api/quorvel_email_bundle.h"
 
 #include <algorithm>
+#include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "api/email_handles.h"
 #include "api/public_call.h"
 #include "api/qv_string_array.h"
+#include "email/email_reader.h"
+#include "email/email_xml.h"
+#include "platform/files.h"
 
 namespace qv {
+
+namespace {
+
+/// The e-mails behind a bundle's entries, in order. Those of a host's own objects are made of their texts.
+class InternalEmails {
+ public:
+  InternalEmails(const std::deque<PersistedEmail>& entries, CLog* log) {
+    for (const PersistedEmail& entry : entries) {
+      std::shared_ptr<Email> email = internalEmail(*entry.email);
+      if (email == nullptr) {
+        email = createFromMimeText(entry.email->GetMime(), {.keepPrivateFields = true}, log);
+      }
+      if (email == nullptr) continue;
+      list_.push_back(email.get());
+      owners_.push_back(std::move(email));
+    }
+  }
+  std::span<const Email* const> list() const noexcept { return list_; }
+
+ private:
+  std::vector<std::shared_ptr<Email>> owners_;
+  std::vector<const Email*> list_;
+};
+
+}  // namespace
 
 std::int32_t CQuorvelEmailBundle::get_MessageCount() {
   return publicRead(plain("get_MessageCount"),
@@ -81,6 +112,28 @@ std::int32_t CQuorvelEmailBundle::AddFromZip(quorvel::IQuorvelZip4* zip) {
       if (email) entries_.push_back({std::move(email), std::move(zipEntry)});
     }
     return Outcome::done;
+  });
+}
+
+std::string CQuorvelEmailBundle::GetXml() {
+  return publicRead(inContext("GetXml"), [this](CLog* log) {
+    const InternalEmails emails(entries_, log);
+    StringBuffer xml;
+    writeBundleXml(emails.list(), xml);
+    return xml.str();
+  });
+}
+
+void CQuorvelEmailBundle::SaveXml(std::string_view filename) {
+  constexpr Operation operation{.name = "SaveXml", .context = "SaveXmlBundle"};
+  publicCall(operation, [&](CLog* log) {
+    const InternalEmails emails(entries_, log);
+    std::string reason;
+    if (files::replace(filename, bundleXmlDocument(emails.list()), reason)) return Outcome::done;
+    logError(log, "Failed to write XML file");
+    logData(log, "filename", filename);
+    logError(log, reason);
+    return Outcome::failed;
   });
 }
 

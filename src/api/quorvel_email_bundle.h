@@ -33,6 +33,8 @@ class CQuorvelEmailBundle final : public ObjectBase<quorvel::IQuorvelEmailBundle
   std::int32_t AppendToZip(quorvel::IQuorvelZip4* zip) override;
   std::int32_t AddFromZip(quorvel::IQuorvelZip4* zip) override;
 
+  std::string GetXml() override;
+  void SaveXml(std::string_view filename) override;
   quorvel::Ref<quorvel::IQvStringArray> GetUidls() override;
 
   /// For the component's own operations, which log what they do themselves.

@@ -54,6 +54,8 @@ class CQuorvelMailMan final : public ObjectBase<quorvel::IQuorvelMailMan3>,
                          std::string_view body, std::string_view smtpServer) override;
 
   quorvel::Ref<quorvel::IQuorvelEmailBundle> LoadMbx(std::string_view mbxFileName) override;
+  quorvel::Ref<quorvel::IQuorvelEmailBundle> LoadXmlFile(std::string_view folderPath) override;
+  quorvel::Ref<quorvel::IQuorvelEmailBundle> LoadXmlString(std::string_view xmlString) override;
   std::string get_Filter() override;
   void put_Filter(std::string_view expression) override;
   std::string get_SmtpUsername() override;

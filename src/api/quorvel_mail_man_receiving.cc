@@ -65,6 +65,12 @@ std::vector<StringBuffer> uidlsOf(quorvel::IQuorvelEmailBundle2& bundle) {
   return uidls;
 }
 
+std::unique_ptr<MailBundle> loadXmlOrLog(MailMan& engine, std::string_view text, CLog* log) {
+  std::unique_ptr<MailBundle> emails = engine.loadXml(text);
+  if (emails == nullptr) logError(log, "Failed to create email bundle from XML");
+  return emails;
+}
+
 }  // namespace
 
 // Settings.
@@ -338,6 +344,20 @@ quorvel::Ref<CQuorvelEmailBundle> CQuorvelMailMan::load(std::string_view name, O
 quorvel::Ref<quorvel::IQuorvelEmailBundle> CQuorvelMailMan::LoadMbx(std::string_view mbxFileName) {
   return load("LoadMbx", Origination::loadedFromMbx, "Failed to get mail. (3)",
               [&](MailMan& engine, CLog*) { return engine.loadMbx(mbxFileName); });
+}
+
+quorvel::Ref<quorvel::IQuorvelEmailBundle> CQuorvelMailMan::LoadXmlFile(std::string_view folderPath) {
+  return load("LoadXmlFile", Origination::loadedFromXml, "Failed to get mail. (4)",
+              [&](MailMan& engine, CLog* log) -> std::unique_ptr<MailBundle> {
+                StringBuffer text;
+                if (!text.loadFile(folderPath, log)) return nullptr;
+                return loadXmlOrLog(engine, text, log);
+              });
+}
+
+quorvel::Ref<quorvel::IQuorvelEmailBundle> CQuorvelMailMan::LoadXmlString(std::string_view xmlString) {
+  return load("LoadXmlString", Origination::loadedFromXml, "Failed to get mail. (4)",
+              [&](MailMan& engine, CLog* log) { return loadXmlOrLog(engine, xmlString, log); });
 }
 
 // The filter.

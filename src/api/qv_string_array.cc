@@ -1,6 +1,5 @@
 #include "api/qv_string_array.h"
 
-
 #include "api/public_call.h"
 
 namespace qv {

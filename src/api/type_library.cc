@@ -120,6 +120,8 @@ constexpr Row kEmail[] = {
 };
 
 constexpr Row kEmail2[] = {
+    row<&IQuorvelEmail2::GetXml>(46, Kind::method, "GetXml", "", "The message as an XML element."),
+    row<&IQuorvelEmail2::SaveXml>(47, Kind::method, "SaveXml", "filename", "Writes the message as an XML document to a file."),
     row<&IQuorvelEmail2::GetMime>(48, Kind::method, "GetMime", "", "The whole message as MIME text."),
     row<&IQuorvelEmail2::NumHeaderFields>(49, Kind::method, "NumHeaderFields", "", "The number of header fields."),
     row<&IQuorvelEmail2::GetHeaderFieldName>(50, Kind::method, "GetHeaderFieldName", "index", "The name of a header field."),
@@ -207,6 +209,8 @@ constexpr Row kZipEntry[] = {
 };
 
 constexpr Row kBundle2[] = {
+    row<&IQuorvelEmailBundle2::GetXml>(7, Kind::method, "GetXml", "", "The e-mails as one XML element."),
+    row<&IQuorvelEmailBundle2::SaveXml>(8, Kind::method, "SaveXml", "filename", "Writes the e-mails as an XML document to a file."),
     row<&IQuorvelEmailBundle2::GetUidls>(9, Kind::method, "GetUidls", "", "The Uidl of each e-mail that has one."),
 };
 
@@ -240,6 +244,8 @@ constexpr Row kMailMan2[] = {
     row<&IQuorvelMailMan2::LoadMbx>(25, Kind::method, "LoadMbx", "mbxFileName", "The messages of a mailbox file, the last one first."),
     row<&IQuorvelMailMan2::get_Filter>(27, Kind::get, "Filter", "", "Which messages the receiving operations keep."),
     row<&IQuorvelMailMan2::put_Filter>(27, Kind::put, "Filter", "value", "Sets the filter expression; empty keeps all."),
+    row<&IQuorvelMailMan2::LoadXmlFile>(28, Kind::method, "LoadXmlFile", "folderPath", "The e-mails of an XML file, the last one first."),
+    row<&IQuorvelMailMan2::LoadXmlString>(29, Kind::method, "LoadXmlString", "xmlString", "The e-mails of an XML text, the last one first."),
     row<&IQuorvelMailMan2::get_SmtpUsername>(31, Kind::get, "SmtpUsername", "", "The name to log in with."),
     row<&IQuorvelMailMan2::put_SmtpUsername>(31, Kind::put, "SmtpUsername", "value", "Sets the name to log in with; without one there is no login."),
     row<&IQuorvelMailMan2::get_SmtpPassword>(32, Kind::get, "SmtpPassword", "", "The password to log in with."),

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "email/email_reader.h"
+#include "email/email_xml.h"
 #include "mailman/expression.h"
 #include "mailman/mbx_file.h"
 
@@ -355,6 +356,20 @@ std::unique_ptr<MailBundle> MailMan::loadMbx(std::string_view fileName) {
     return kept.take();
   });
   return bundle != nullptr ? std::move(bundle) : std::make_unique<MailBundle>();
+}
+
+std::unique_ptr<MailBundle> MailMan::loadXml(std::string_view text) {
+  return unlessThrown([&]() -> std::unique_ptr<MailBundle> {
+    FilteredBundle kept(settings_.filter, log_);
+    bool isFirst = true;
+    const bool read = readEmailsXml(text, log_, [&](std::unique_ptr<Email> email) {
+      if (std::exchange(isFirst, false)) logFilter(settings_, log_);
+      kept.add(std::move(email));
+    });
+    if (!read) return nullptr;
+    if (isFirst) logFilter(settings_, log_);
+    return kept.take();
+  });
 }
 
 /// The amounts are a server's word or a host's wish, so they are made to fit.
