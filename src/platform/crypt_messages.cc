@@ -34,16 +34,23 @@ bool writeAll(BIO* to, std::string_view data) {
 }
 
 // Runs the data through the chain of a message that is being made, and writes the message.
-bool finish(CMS_ContentInfo* message, std::string_view data, Output& out, Error& error) {
-  const Owned<BIO> chain(CMS_dataInit(message, nullptr));
-  if (!chain || !writeAll(chain.get(), data) || CMS_dataFinal(message, chain.get()) != 1) {
+template <typename Message>
+bool finish(Message* message, BIO* (*init)(Message*, BIO*), int (*final)(Message*, BIO*),
+            int (*encode)(const Message*, unsigned char**), std::string_view data, Output& out,
+            Error& error) {
+  const Owned<BIO> chain(init(message, nullptr));
+  if (!chain || !writeAll(chain.get(), data) || final(message, chain.get()) != 1) {
     return failed(Error::Stage::process, error);
   }
-  const int size = i2d_CMS_ContentInfo(message, nullptr);
+  const int size = encode(message, nullptr);
   if (size <= 0) return failed(Error::Stage::process, error);
   auto* to = reinterpret_cast<unsigned char*>(out.extend(static_cast<std::size_t>(size)));
-  i2d_CMS_ContentInfo(message, &to);
+  encode(message, &to);
   return true;
+}
+
+bool finish(CMS_ContentInfo* message, std::string_view data, Output& out, Error& error) {
+  return finish<CMS_ContentInfo>(message, CMS_dataInit, CMS_dataFinal, i2d_CMS_ContentInfo, data, out, error);
 }
 
 bool isTooLarge(std::string_view data, Error& error) {
@@ -176,6 +183,30 @@ bool readAll(BIO* from, std::size_t expected, Output& out) {
   return isGood;
 }
 
+bool encryptAsPkcs7(std::string_view data, const EVP_CIPHER* cipher, const CertContext& recipient,
+                    Output& out, Error& error) {
+  const Owned<PKCS7> message(PKCS7_new_ex(ossl::context(), nullptr));
+  if (!message || PKCS7_set_type(message.get(), NID_pkcs7_enveloped) != 1 ||
+      PKCS7_add_recipient(message.get(), ossl::x509Of(recipient)) == nullptr ||
+      PKCS7_set_cipher(message.get(), cipher) != 1) {
+    return failed(Error::Stage::prepare, error);
+  }
+  return finish<PKCS7>(message.get(), PKCS7_dataInit, PKCS7_dataFinal, i2d_PKCS7, data, out, error);
+}
+
+bool encryptAsCms(std::string_view data, const EVP_CIPHER* cipher, const CertContext& recipient, Output& out,
+                  Error& error) {
+  const std::unique_ptr<STACK_OF(X509), void (*)(STACK_OF(X509)*)> recipients(
+      sk_X509_new_null(), [](STACK_OF(X509) * stack) { sk_X509_free(stack); });
+  if (!recipients || sk_X509_push(recipients.get(), ossl::x509Of(recipient)) != 1) {
+    return failed(Error::Stage::prepare, error);
+  }
+  const Owned<CMS_ContentInfo> message(
+      CMS_encrypt_ex(recipients.get(), nullptr, cipher, CMS_BINARY | CMS_PARTIAL, ossl::context(), nullptr));
+  if (!message) return failed(Error::Stage::prepare, error);
+  return finish(message.get(), data, out, error);
+}
+
 }  // namespace
 
 bool isProviderAvailable(std::string& error) {
@@ -211,15 +242,11 @@ bool encrypt(std::string_view data, std::string_view cipher, const CertContext& 
   const Owned<EVP_CIPHER> method(name == nullptr ? nullptr
                                                  : EVP_CIPHER_fetch(ossl::context(), name, nullptr));
   if (!method) return failed(Error::Stage::prepare, error, "The cipher is not known");
-  STACK_OF(X509)* recipients = sk_X509_new_null();
-  if (recipients == nullptr) return failed(Error::Stage::prepare, error);
-  const std::unique_ptr<STACK_OF(X509), void (*)(STACK_OF(X509)*)> owner(
-      recipients, [](STACK_OF(X509) * stack) { sk_X509_free(stack); });
-  sk_X509_push(recipients, ossl::x509Of(recipient));
-  const Owned<CMS_ContentInfo> message(
-      CMS_encrypt_ex(recipients, nullptr, method.get(), CMS_BINARY | CMS_PARTIAL, ossl::context(), nullptr));
-  if (!message) return failed(Error::Stage::prepare, error);
-  return finish(message.get(), data, out, error);
+  // RC4 has no parameters, but the newer calls write some.
+  const bool isPlainRc4 =
+      nid == NID_rc4 && EVP_PKEY_is_a(X509_get0_pubkey(ossl::x509Of(recipient)), "RSA") == 1;
+  return isPlainRc4 ? encryptAsPkcs7(data, method.get(), recipient, out, error)
+                    : encryptAsCms(data, method.get(), recipient, out, error);
 }
 
 bool decrypt(std::string_view message, const CertFinder& findKey, Output& out, CertContextPtr& recipient,
