@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -21,14 +22,17 @@ class SecretText {
     swap(other);
     return *this;
   }
-  SecretText(const SecretText&) = delete;
-  SecretText& operator=(const SecretText&) = delete;
+  SecretText(const SecretText& other) { append(other); }
+  SecretText& operator=(const SecretText& other) { return *this = SecretText(other); }
+  SecretText& operator=(std::string_view text) { return *this = SecretText(text); }
   ~SecretText() { clear(); }
 
   std::string_view view() const noexcept { return text_.view(); }
   operator std::string_view() const noexcept { return view(); }  // NOLINT
   std::size_t size() const noexcept { return text_.size(); }
   bool empty() const noexcept { return text_.empty(); }
+  /// A copy that is a text as any other.
+  std::string str() const { return text_.str(); }
 
   /// `text` lies outside this one.
   SecretText& append(std::string_view text);

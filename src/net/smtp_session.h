@@ -12,6 +12,7 @@
 #include "email/distribution_list.h"
 #include "email/email.h"
 #include "net/progress_monitor.h"
+#include "net/secret_text.h"
 
 namespace qv {
 
@@ -20,7 +21,7 @@ struct SmtpSettings {
   StringBuffer host{};
   std::int32_t port = 25;
   StringBuffer username{};
-  StringBuffer password{};
+  SecretText password{};
   StringBuffer loginDomain{};
   StringBuffer authMethod{};
   std::int32_t connectTimeout = 0;

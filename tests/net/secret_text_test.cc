@@ -123,8 +123,12 @@ TEST(SecretText, HoldsAnyBytes) {
     EXPECT_EQ(taken.view(), expected);
     text = std::move(taken);
     EXPECT_EQ(text.view(), expected);
+    taken = text;
     text.clear();
     EXPECT_TRUE(text.empty());
+    EXPECT_EQ(taken.str(), expected);
+    taken = "other"sv;
+    EXPECT_EQ(taken.view(), "other");
   }
 }
 
