@@ -75,6 +75,15 @@ void GrowableBytes::assign(std::string_view bytes, std::size_t spare) {
   size_ = bytes.size();
 }
 
+void GrowableBytes::fit(std::size_t spare) noexcept {
+  if (size_ + spare == 0) return release();
+  if (size_ + spare >= capacity_) return;
+  void* fitted = std::realloc(data_, size_ + spare);
+  if (fitted == nullptr) return;  // as it was
+  data_ = static_cast<char*>(fitted);
+  capacity_ = size_ + spare;
+}
+
 void GrowableBytes::release() noexcept {
   std::free(data_);
   data_ = nullptr;

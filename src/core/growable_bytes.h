@@ -39,6 +39,8 @@ class GrowableBytes {
   void truncate(std::size_t size) noexcept {
     if (size < size_) size_ = size;
   }
+  /// Gives back the room beyond the size and `spare` bytes behind it.
+  void fit(std::size_t spare = 0) noexcept;
   /// Frees the storage.
   void release() noexcept;
   void swap(GrowableBytes& other) noexcept;

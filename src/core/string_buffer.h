@@ -77,6 +77,8 @@ class StringBuffer {
   }
   /// Replaces the text. `text` may lie inside this buffer.
   void set(std::string_view text);
+  /// Gives back the room beyond the text.
+  void fit() noexcept { bytes_.fit(bytes_.size() == 0 ? 0 : 1); }
   /// Empties; the capacity stays.
   void clear() noexcept { truncate(0); }
   /// Empties and frees.

@@ -17,6 +17,17 @@ void ParseBuffer::append(std::string_view bytes) {
   commit(bytes.size());
 }
 
+/// What to reserve for so many bytes. A text that is large already may well become much larger: the block
+/// grows in few and big steps then, so that it is seldom moved. Room that is not used costs addresses, no
+/// memory.
+static std::size_t capacityFor(std::size_t size) {
+  if (size <= ParseBuffer::kHandedOver) return ParseBuffer::kInitialCapacity;
+  constexpr std::size_t kBig = std::size_t{64} << 20;
+  std::size_t capacity = std::size_t{1} << 20;
+  while (capacity <= size) capacity *= capacity < kBig ? 4 : 2;
+  return capacity;
+}
+
 char* ParseBuffer::prepare(std::size_t count) {
   // Room is won back once at least half of the buffer has been handed out, so that no byte moves more often
   // than bytes were taken; and when all that is left was searched in vain, for then it is the beginning of
@@ -27,7 +38,7 @@ char* ParseBuffer::prepare(std::size_t count) {
     searched_ -= start_;
     start_ = 0;
   }
-  if (data_.empty()) data_.reserve(std::max(count, kInitialCapacity));
+  data_.reserve(capacityFor(data_.size() + count));
   const std::size_t length = data_.size();
   char* room = data_.extend(count);
   data_.truncate(length);
@@ -62,6 +73,7 @@ std::size_t ParseBuffer::endOfText(std::string_view terminator, std::size_t begu
   const std::size_t middle = terminator.size() / 2;
   for (std::size_t at = from + middle; (at = text.find(terminator[middle], at)) != std::string_view::npos;
        ++at) {
+    if (middle > 0 && text[at - 1] != terminator[middle - 1]) continue;  // most of them
     if (text.substr(at - middle).starts_with(terminator)) return at - middle + terminator.size();
   }
   searched_ = text.size();
@@ -78,6 +90,7 @@ void ParseBuffer::handOut(std::size_t end, StringBuffer& out) {
   }
   StringBuffer rest(left);
   data_.truncate(end);
+  data_.fit();
   out = std::move(data_);
   data_ = std::move(rest);
   start_ = searched_ = 0;

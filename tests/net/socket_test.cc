@@ -115,27 +115,24 @@ TEST(ParseBuffer, ATerminatorMayHaveBegunBefore) {
   }
 }
 
-TEST(ParseBuffer, LargeTextsLeaveInTheStorageTheyCameIn) {
+TEST(ParseBuffer, LargeTextsLeaveWhatIsBehindThem) {
   constexpr std::size_t kLarge = ParseBuffer::kHandedOver;
-  const struct {
-    std::size_t size, left;
-    bool moved;
-  } rows[] = {{kLarge - 1, 0, false}, {kLarge, 0, true}, {kLarge, kLarge, true}, {kLarge, kLarge + 1, false}};
-  for (const auto& row : rows) {
-    const std::string text = std::string(row.size - 1, 'x') + "\n", left(row.left, 'y');
-    ParseBuffer buffer;
-    StringBuffer out("old");
-    buffer.append("+OK\n" + text.substr(0, 9));
-    ASSERT_TRUE(buffer.extractThrough("\n", out));
-    ASSERT_FALSE(buffer.extractThrough("\n", out));
-    const char* const storage = buffer.prepare(row.size + row.left) - 9;
-    buffer.append(text.substr(9) + left);
-    ASSERT_TRUE(buffer.extractThrough("\n", out));
-    EXPECT_TRUE(out.view() == text);
-    EXPECT_EQ(out.view().data() == storage, row.moved);
-    buffer.append("end\n");
-    ASSERT_TRUE(buffer.extractThrough("\n", out));
-    EXPECT_TRUE(out.view() == left + "end\n");
+  for (const std::size_t size : {kLarge - 1, kLarge, 20 * kLarge}) {
+    for (const std::size_t left : {std::size_t{0}, std::size_t{1}, size, size + 1}) {
+      const std::string text = std::string(size - 1, 'x') + "\n", behind(left, 'y');
+      ParseBuffer buffer;
+      StringBuffer out("old");
+      buffer.append("+OK\n" + text.substr(0, 9));
+      ASSERT_TRUE(buffer.extractThrough("\n", out));
+      ASSERT_FALSE(buffer.extractThrough("\n", out));
+      buffer.append(text.substr(9) + behind);
+      ASSERT_TRUE(buffer.extractThrough("\n", out));
+      EXPECT_TRUE(out.view() == text && out.c_str()[size] == '\0');
+      EXPECT_EQ(buffer.length(), left);
+      buffer.append("end\n");
+      ASSERT_TRUE(buffer.extractThrough("\n", out));
+      EXPECT_TRUE(out.view() == behind + "end\n");
+    }
   }
 }
 
@@ -158,15 +155,6 @@ TEST(ParseBuffer, CostIsLinear) {
     EXPECT_EQ(n, 0U);
   };
   EXPECT_LT(qv_test::costOfTwice(200'000, make, manyAtOnce), 3);
-  const auto largeWithMoreBehind = [](std::size_t n) {
-    ParseBuffer buffer;
-    StringBuffer out;
-    const std::string text = std::string(ParseBuffer::kHandedOver, 'x') + "\n";
-    for (std::size_t i = 0; i < n; ++i) buffer.append(text);
-    for (; buffer.extractThrough("\n", out); --n) buffer.append("x");
-    EXPECT_EQ(n, 0U);
-  };
-  EXPECT_LT(qv_test::costOfTwice(40, make, largeWithMoreBehind), 3);
 }
 
 std::unique_ptr<QuorvelSocket> connectedTo(const ScriptedServer& server, int readTimeout = 0) {
