@@ -1,5 +1,6 @@
 """Exim on a loopback address and a port of its own, in a folder of its own, for the length of a test."""
 
+import glob
 import os
 import pwd
 import shutil
@@ -21,6 +22,13 @@ def why_not():
     return None
 
 
+def why_no_logins():
+    """Why the server cannot offer logins here, or None when it can."""
+    if shutil.which("saslpasswd2") is None or not glob.glob("/usr/lib/*/sasl2/libntlm.so*"):
+        return "Cyrus SASL with its NTLM is not installed"
+    return why_not()
+
+
 def free_port(address="127.0.0.1"):
     with socket.socket() as probe:
         probe.bind((address, 0))
@@ -28,9 +36,10 @@ def free_port(address="127.0.0.1"):
 
 
 class EximServer:
-    """A running server; `mailboxes` are the names it accepts in the domain "test"."""
+    """A running server; `mailboxes` are the names it accepts in the domain "test". With `logins`, passwords by
+    name, it offers PLAIN, LOGIN, CRAM-MD5 and NTLM."""
 
-    def __init__(self, mailboxes, address="127.0.0.1", port=None):
+    def __init__(self, mailboxes, address="127.0.0.1", port=None, logins=None):
         self.address = address
         self.port = port or free_port(address)
         self.dir = tempfile.mkdtemp(prefix="quorvel-exim-")
@@ -45,14 +54,33 @@ class EximServer:
             users.writelines(f"{name}: {name}\n" for name in mailboxes)
         with open(os.path.join(HERE, "exim.conf")) as template:
             text = template.read()
+        if logins:
+            text += self._take_logins(logins, mail)
         text = text.replace("@DIR@", self.dir).replace("@SMTP_PORT@", str(self.port))
         config = os.path.join(self.dir, "exim.conf")
         with open(config, "w") as out:
             out.write(text.replace("@ADDRESS@", self.address))
         os.chmod(config, 0o644)
         self.process = subprocess.Popen(
-            ["exim4", "-C", config, "-bdf", "-q30m"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            ["exim4", "-C", config, "-bdf", "-q30m"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+            env={**os.environ, "SASL_CONF_PATH": os.path.join(self.dir, "sasl")})
         self._wait_until_listening()
+
+    def _take_logins(self, logins, mail):
+        """Makes the users known and gives the part of the configuration that lets them in."""
+        with open(os.path.join(self.dir, "logins"), "w") as out:
+            out.writelines(f"{name}: {password}\n" for name, password in logins.items())
+        database = os.path.join(self.dir, "sasldb2")
+        for name, password in logins.items():
+            subprocess.run(["saslpasswd2", "-p", "-c", "-f", database, "-u", "mail.test", name],
+                           input=password.encode(), check=True)
+        os.chown(database, mail.pw_uid, mail.pw_gid)
+        os.mkdir(os.path.join(self.dir, "sasl"))
+        with open(os.path.join(self.dir, "sasl", "exim.conf"), "w") as out:
+            out.write("pwcheck_method: auxprop\nauxprop_plugin: sasldb\nmech_list: ntlm\n"
+                      f"sasldb_path: {database}\n")
+        with open(os.path.join(HERE, "exim_logins.conf")) as template:
+            return template.read()
 
     def _wait_until_listening(self):
         deadline = time.monotonic() + 20
