@@ -30,9 +30,14 @@ void appendDecoded(std::string_view piece, StringBuffer& out) {
   out.append(piece);
 }
 
+// For a few characters cheaper than a search for each.
+bool isOneOf(char c, std::string_view characters) noexcept {
+  return std::any_of(characters.begin(), characters.end(), [c](char each) { return c == each; });
+}
+
 std::string without(std::string_view text, std::string_view unwanted) {
   std::string kept(text);
-  std::erase_if(kept, [&](char c) { return unwanted.find(c) != std::string_view::npos; });
+  std::erase_if(kept, [&](char c) { return isOneOf(c, unwanted); });
   return kept;
 }
 
@@ -79,7 +84,11 @@ class XmlParser {
     while (!atEnd() && isWhite(text_[at_])) ++at_;
   }
   /// What stands before the next of these characters; the cursor is then at it. All when there is none.
-  std::string_view readTo(std::string_view ends) noexcept { return take(text_.find_first_of(ends, at_)); }
+  std::string_view readTo(std::string_view ends) noexcept {
+    std::size_t end = at_;
+    while (end < text_.size() && !isOneOf(text_[end], ends)) ++end;
+    return take(end);
+  }
   /// What stands before the next occurrence of `end`; the cursor is then behind that.
   std::string_view readPast(std::string_view end) noexcept {
     const std::string_view before = take(findText(text_, end, at_));

@@ -45,10 +45,23 @@ StringBuffer prolog(std::string_view encoding) {
   return text;
 }
 
+// Looks at a piece at a time without stopping in it, which compilers make many bytes at a time of.
+bool hasControls(std::string_view text) noexcept {
+  constexpr std::size_t kPiece = 4096;
+  for (; !text.empty(); text.remove_prefix(std::min(kPiece, text.size()))) {
+    unsigned found = 0;
+    for (const char c : text.substr(0, kPiece)) {
+      found |=
+          static_cast<unsigned>(static_cast<unsigned char>(c) < 0x20) & static_cast<unsigned>(!isWhite(c));
+    }
+    if (found != 0) return true;
+  }
+  return false;
+}
+
 // Null when there is nothing to take off a text.
 std::unique_ptr<StringBuffer> withoutControls(std::string_view text) {
-  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 && !isWhite(c); };
-  if (std::none_of(text.begin(), text.end(), isControl)) return nullptr;
+  if (!hasControls(text)) return nullptr;
   auto clean = std::make_unique<StringBuffer>(text);
   clean->removeControls();
   return clean;

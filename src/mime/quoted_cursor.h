@@ -22,12 +22,14 @@ class QuotedCursor {
   bool isAt(char c) const noexcept { return !atEnd() && text_[at_] == c; }
   /// Skips these characters, none of which is a quote, and gives what was skipped.
   std::string_view skip(std::string_view characters) noexcept {
-    return take(text_.find_first_not_of(characters, at_));
+    std::size_t end = at_;
+    while (end < text_.size() && isOneOf(text_[end], characters)) ++end;
+    return take(end);
   }
   /// Reads to the next of these characters outside quotes, to the end when there is none.
   std::string_view readTo(std::string_view ends) noexcept {
     std::size_t end = at_;
-    while (end < text_.size() && ends.find(text_[end]) == std::string_view::npos) {
+    while (end < text_.size() && !isOneOf(text_[end], ends)) {
       const bool isQuote = text_[end] == '"';
       const std::size_t closing = isQuote ? text_.find('"', end + 1) : std::string_view::npos;
       end = closing == std::string_view::npos ? end + 1 : closing + 1;
@@ -36,6 +38,10 @@ class QuotedCursor {
   }
 
  private:
+  // Cheaper than a search, as there are few.
+  static bool isOneOf(char c, std::string_view characters) noexcept {
+    return std::any_of(characters.begin(), characters.end(), [c](char each) { return c == each; });
+  }
   std::string_view take(std::size_t end) noexcept {
     const std::size_t start = std::exchange(at_, std::min(end, text_.size()));
     return text_.substr(start, at_ - start);

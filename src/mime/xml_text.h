@@ -11,12 +11,14 @@ namespace qv {
 /// Appends a text with "&", "<" and ">" escaped. Quotes, which mean nothing outside a tag, stay
 /// (`appendXmlEscaped` escapes them too, for attribute values).
 inline void appendXmlContent(std::string_view text, StringBuffer& out) {
-  for (std::size_t at; (at = text.find_first_of("&<>")) != std::string_view::npos;) {
-    out.append(text.substr(0, at));
-    out.append(text[at] == '&' ? "&amp;" : text[at] == '<' ? "&lt;" : "&gt;");
-    text.remove_prefix(at + 1);
+  std::size_t done = 0;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const char c = text[at];
+    if (c != '&' && c != '<' && c != '>') continue;
+    out.append(text.substr(done, at - done)).append(c == '&' ? "&amp;" : c == '<' ? "&lt;" : "&gt;");
+    done = at + 1;
   }
-  out.append(text);
+  out.append(text.substr(done));
 }
 
 }  // namespace qv
