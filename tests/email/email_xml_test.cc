@@ -1,6 +1,7 @@
 #include "email/email_xml.h"
 
-#include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -248,6 +249,27 @@ TEST_F(EmailXmlTest, readsDocuments) {
   EXPECT_EQ(emails[0]->getBody(), "xy\r\n\t\x7F\xFF");
   EXPECT_EQ(emails[0]->log(), log_.get());
   EXPECT_EQ(emails[0]->origination(), qv::Origination::unknown);
+}
+
+// The examples of docs/xml.md are documents that are written like this.
+TEST_F(EmailXmlTest, writesWhatTheDocumentationShows) {
+  std::ifstream file(QUORVEL_TEST_DATA "/../../docs/xml.md", std::ios::binary);
+  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  constexpr std::string_view kBefore = "```xml\n", kAfter = "```\n";
+  std::size_t count = 0;
+  for (std::size_t at = 0; (at = page.find(kBefore, at)) != std::string::npos; ++count) {
+    at += kBefore.size();
+    const std::string shown = page.substr(at, page.find(kAfter, at) - at);
+    const auto emails = read(shown);
+    std::vector<const Email*> list;
+    for (const auto& email : emails) list.push_back(email.get());
+    const bool isBundle = shown.find("<email_bundle>") != std::string::npos;
+    ASSERT_EQ(list.size(), isBundle ? 2U : 1U);
+    StringBuffer document = isBundle ? qv::bundleXmlDocument(list) : qv::emailXmlDocument(*list[0]);
+    document.removeAll('\r');
+    EXPECT_EQ(document.str(), shown);
+  }
+  EXPECT_EQ(count, 2U);
 }
 
 TEST_F(EmailXmlTest, costsInProportionToItsText) {
