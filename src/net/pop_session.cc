@@ -29,9 +29,11 @@ class PopConnImpl final : public PopConn {
   std::size_t messageCount() const noexcept override { return mailbox_.count(); }
   MailBox& mailbox() noexcept override { return mailbox_; }
   bool stat(std::int32_t& count, std::int32_t& totalSize) override;
-  bool listUidls(CLog* log) override { return list(log, nullptr, nullptr); }
+  bool listUidls(CLog* log) override {
+    return orBreakOff([&] { return list(log, nullptr, nullptr); });
+  }
   bool getUidls(CLog* log, ExtIntArray& numbers, std::vector<StringBuffer>& uidls) override {
-    return list(log, &numbers, &uidls);
+    return orBreakOff([&] { return list(log, &numbers, &uidls); });
   }
   bool retrieve(std::int32_t number, std::string_view receivedLogFileName, CLog* log,
                 ProgressMonitor* progress, bool autoSaveCerts) override;
@@ -42,6 +44,17 @@ class PopConnImpl final : public PopConn {
   bool isConnected() const noexcept override { return dialogue_.isConnected(); }
 
  private:
+  /// Runs a step that reads a long answer. What escapes from it leaves the answer half read and the
+  /// connection of no use: without a QUIT, so that nothing is deleted that nobody may have got.
+  template <typename Step>
+  bool orBreakOff(Step step) {
+    try {
+      return step();
+    } catch (...) {
+      dialogue_.close();
+      throw;
+    }
+  }
   bool list(CLog* log, ExtIntArray* numbers, std::vector<StringBuffer>* uidls);
   MailOnServer* fetchable(std::int32_t number, std::string_view noSocket, CLog* log) const;
   /// Sends a command and reads the text that answers it.
@@ -280,7 +293,8 @@ bool PopConnImpl::retrieve(std::int32_t number, std::string_view receivedLogFile
   MailOnServer* entry = fetchable(number, "Cannot fetch mail message, no socket", log);
   if (entry == nullptr) return false;
   StringBuffer arguments(" "), text;
-  if (!fetchText("RETR", arguments.appendNumber(number), text, log, progress)) return false;
+  arguments.appendNumber(number);
+  if (!orBreakOff([&] { return fetchText("RETR", arguments, text, log, progress); })) return false;
   dropTrailingBlankLines(text);
   importText(std::move(text), *entry, receivedLogFileName, log, autoSaveCerts);
   return true;
@@ -292,7 +306,7 @@ bool PopConnImpl::top(std::int32_t number, std::int32_t numBodyLines, std::strin
   if (entry == nullptr) return false;
   StringBuffer arguments(" "), text;
   arguments.appendNumber(number).append(' ').appendNumber(std::clamp(numBodyLines, 1, 10000));
-  if (!fetchText("TOP", arguments, text, log, nullptr)) return false;
+  if (!orBreakOff([&] { return fetchText("TOP", arguments, text, log, nullptr); })) return false;
   dropTrailingBlankLines(text);
   importText(std::move(text), *entry, receivedLogFileName, log, autoSaveCerts);
   return true;

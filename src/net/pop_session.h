@@ -77,7 +77,8 @@ class PopConn : public QuorvelObject {
   virtual bool listUidls(CLog* log) = 0;
   /// The same, and appends each line's number and unique id, in listing order, to the two lists.
   virtual bool getUidls(CLog* log, ExtIntArray& numbers, std::vector<StringBuffer>& uidls) = 0;
-  /// Fetches a message whole; its entry in the mailbox then holds it. `progress` may be null.
+  /// Fetches a message whole; its entry in the mailbox then holds it. `progress` may be null; what its sink
+  /// throws breaks the session off, without a QUIT.
   virtual bool retrieve(std::int32_t number, std::string_view receivedLogFileName, CLog* log,
                         ProgressMonitor* progress, bool autoSaveCerts) = 0;
   /// Fetches the header and the first `numBodyLines` lines of the body, of which 1 to 10000 can be had.

@@ -103,7 +103,6 @@ TEST(PopLines, Status) {
     const char* read;
   } rows[] = {
       {"+OK 2 320\r\n", "2 320"},
-      {"+OK 2 320 and more\r\n", "2 320"},
       {"+OK\t+2  -7\r\n", "2 -7"},
       {"+OK2 3\r\n", "2 3"},
       {"+OK 0 0", "0 0"},
@@ -142,7 +141,6 @@ TEST(PopLines, Listed) {
       {"99999999999999999999 x\r\n", "none"},
       {"1\r\n", "none"},
       {"1 \t\r\n", "none"},
-      {"x 1\r\n", "none"},
       {"\r\n", "none"},
       {"", "none"},
   };
@@ -202,7 +200,7 @@ TEST(MailBox, CostIsLinear) {
 TEST(PopConnect, Dialogues) {
   const struct {
     const char* rules;
-    const char* commands;  // of the five: user, password, STAT, QUIT, and none
+    const char* commands;  // by their first letters
     const char* log;       // behind what is tried, or "" after success
   } rows[] = {
       {"", "UPSQ", ""},
@@ -214,8 +212,6 @@ TEST(PopConnect, Dialogues) {
       {"PASS=-ERR [IN-USE] no", "UPQ",
        "-ERR [IN-USE] no|Failed to login to POP3 server: login name and/or password is invalid"},
       {"STAT=-ERR", "UPSQ", "Failed to get POP3 server status"},
-      {"STAT=+OK 3", "UPSQ", "Failed to get POP3 server status"},
-      {"STAT=+ok 3 4", "UPSQ", "Failed to get POP3 server status"},
   };
   for (const auto& row : rows) {
     PopServer server({}, row.rules);
@@ -264,12 +260,11 @@ TEST(PopConnect, SettingsThatCannotBe) {
       {"127.0.0.1", "u", std::string(1001, 'p'), server.port(),
        "Failed to login to POP3 server: login name and/or password is invalid", true},
   };
-  Strings expected;
   for (const auto& row : rows) {
     PopSettings settings = settingsFor(row.port);
     settings.host.set(row.host);
     settings.username.set(row.username);
-    settings.password.set(row.password);
+    settings.password = std::string_view(row.password);
     LogLines log;
     EXPECT_EQ(popConnect(settings, log.get()), nullptr) << row.log;
     EXPECT_EQ(log.lines().back(), row.log);
@@ -337,7 +332,6 @@ TEST(PopSession, Steps) {
        "UIDL|RETR 1|TOP 1 1|TOP 2 1|RETR 2|QUIT",
        cannot + "response to RETR = -ERR gone|" + cannot + "response to TOP = ERR|" + cannot +
            "response to TOP = ERR|" + cannot + "response to RETR = -ERR gone"},
-      {"STAT=+OK 7 8", "stat", "1", "STAT|QUIT", ""},
       {"QUIT=-ERR not all were removed", "quit", "0", "QUIT", "-ERR not all were removed"},
       // Numbers that name no message are listed; nothing is said to the server about them.
       {"UIDL=+OK\r\n0 zero\r\n-1 minus\r\n.", "uidl retr:0 top:-1,1 dele:-1", "1 0 0 0", "UIDL|QUIT",
@@ -349,10 +343,8 @@ TEST(PopSession, Steps) {
   for (const auto& row : rows) {
     PopServer server(kMails, row.rules);
     {
-      PopSettings settings = settingsFor(server.port());
-      const Strings rules = split(row.rules);
-      Session session(settings);
-      if (session.conn == nullptr) FAIL() << session.entered;
+      Session session(settingsFor(server.port()));
+      ASSERT_NE(session.conn, nullptr) << session.entered;
       EXPECT_EQ(session.run(row.steps), row.results) << row.steps;
       EXPECT_EQ(joined(session.log), row.log) << row.steps;
       EXPECT_TRUE(session.conn->isConnected());
@@ -362,11 +354,6 @@ TEST(PopSession, Steps) {
 }
 
 TEST(PopSession, Listings) {
-  std::string many = "+OK\r\n", manyListed;
-  for (int i = 1; i <= 3000; ++i) {
-    many += std::to_string(i) + " id\r\n";
-    manyListed += (i == 1 ? "" : " ") + std::to_string(i) + "=id";
-  }
   const struct {
     std::string answer;
     std::string listed;
@@ -378,11 +365,8 @@ TEST(PopSession, Listings) {
       {"+OK\r\n1\r\n2 b\r\nthree c\r\n\r\n4 d\r\n.\r\n", "2=b 4=d", 2},
       {"+OK\r\n1 a\r\n2 a\r\n1 c\r\n.\r\n", "2=a 1=c", 3},
       {"+OK\r\n1 a\r\n.anything ends it\r\n", "1=a", 1},
-      {"+OK\r\n99999999999 x\r\n-1 y\r\n.\r\n", "-1=y", 1},
       {"+OK\r\n1 a\0b\r\n2\0 c\r\n.\r\n"s, "1=a\0b 2=\0"s, 2},
-      {"+OK\r\n1 a\n2 b\r\n.\r\n", "1=a", 1},
       {"+OK\r\n1 " + std::string(100'000, 'i') + "\r\n.\r\n", "1=" + std::string(100'000, 'i'), 1},
-      {many + ".\r\n", manyListed, 3000},
       // It breaks off: what was listed counts.
       {"+OK\r\n1 a\r\n2 b\r\n3 c\x04", "1=a 2=b", 2},
       {"+OK\r\n\x04", "", 0},
@@ -487,7 +471,7 @@ TEST(PopSession, UniqueIdsOfTheMessages) {
 
 TEST(PopSession, ProgressCountsCommandsAndText) {
   const std::string text = "a: b\r\n\r\n" + std::string(500'000, 'x') + "\r\n";
-  PopServer server({text}, "DELE=-ERR");
+  PopServer server({text});
   Session session(settingsFor(server.port()));
   EXPECT_EQ(session.run("uidl"), "1");
   ProgressMonitor progress(ProgressMonitor::kMailSender, ProgressMonitor::kReceiving, 1'000'000, nullptr);
@@ -506,6 +490,23 @@ TEST(PopSession, DeletionsHoldFromQuitOn) {
   session.conn.reset();  // does not say it again
   EXPECT_EQ(server.left(), Strings{"id-3"});
   EXPECT_EQ(server.count("QUIT"), 2U);
+}
+
+TEST(PopSession, AnExceptionInTheMiddleOfAnAnswerDeletesNothing) {
+  struct Thrower : FireComEvent {
+    void progressEvent(std::int32_t, std::int32_t, std::int32_t, std::int32_t) override { throw *this; }
+  } sink;
+  for (const std::uint32_t total : {1U, 1'000'000U}) {  // at the first step; in the midst of the text
+    PopServer server({"1\r\n", "2\r\n" + std::string(500'000, 'x') + "\r\n"});
+    Session session(settingsFor(server.port()));
+    EXPECT_EQ(session.run("uidl dele:1"), "1 1");
+    ProgressMonitor progress(ProgressMonitor::kMailSender, ProgressMonitor::kReceiving, total, &sink);
+    EXPECT_THROW(session.conn->retrieve(2, "", nullptr, &progress, false), Thrower);
+    EXPECT_FALSE(session.conn->isConnected());
+    session.conn.reset();
+    EXPECT_EQ(server.count("QUIT"), 0U);
+    EXPECT_EQ(server.left().size(), 2U);
+  }
 }
 
 // --- Bad servers
@@ -662,10 +663,9 @@ TEST(PopSession, RefusesWhatIsTooLong) {
       const bool is = command == "UIDL" || command.starts_with("RETR");
       return is ? std::optional(row.reply) : std::nullopt;
     });
-    const PopSettings settings = settingsFor(server.port());
     auto socket = createSocket();
     ASSERT_TRUE(socket->connectToHost("127.0.0.1", server.port()));
-    Session session(popConnectOn(std::move(socket), settings, nullptr, kSmall));
+    Session session(popConnectOn(std::move(socket), settingsFor(server.port()), nullptr, kSmall));
     ASSERT_NE(session.conn, nullptr);
     session.conn->mailbox().add(1, 0, "id");
     EXPECT_EQ(session.runOne(row.step), row.done) << row.step << row.reply.size();
