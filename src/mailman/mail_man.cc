@@ -11,6 +11,7 @@
 #include "email/email_xml.h"
 #include "mailman/expression.h"
 #include "mailman/mbx_file.h"
+#include "net/secret_text.h"
 
 namespace qv {
 
@@ -124,12 +125,22 @@ class RequestedIds {
   std::vector<std::string_view> ids_;
 };
 
-void deleteListed(PopConn& session, const ServerListing& listed, const RequestedIds& requested, CLog* log) {
+/// The id as a log may show it: a server could have named a message by the password.
+StringBuffer loggable(const StringBuffer& uidl, const PopSettings& pop) {
+  SecretMask mask;
+  mask.add(pop.password);
+  StringBuffer text(uidl);
+  mask.hideIn(text);
+  return text;
+}
+
+void deleteListed(PopConn& session, const ServerListing& listed, const RequestedIds& requested,
+                  const PopSettings& pop, CLog* log) {
   for (std::size_t i = 0; i < listed.uidls.size(); ++i) {
     if (requested.count(listed.uidls[i]) == 0) continue;
     const LogContext context(log, "delete");
     if (!session.dele(listed.numbers[i], log)) logError(log, "Failed to delete message from server");
-    logData(log, "uidl", listed.uidls[i]);
+    logData(log, "uidl", loggable(listed.uidls[i], pop));
     logDataLong(log, "id", listed.numbers[i]);
   }
 }
@@ -254,7 +265,7 @@ std::int32_t MailMan::checkMail(bool& ok) {
   if (session == nullptr) return 0;
   std::int32_t count = 0;
   std::int32_t totalSize = 0;
-  ok = session->stat(count, totalSize);
+  ok = session->stat(count, totalSize) && count >= 0;
   if (!ok) {
     logError(log_, "Failed to query POP3 server for number of messages");
     return 0;
@@ -301,10 +312,16 @@ std::unique_ptr<MailBundle> MailMan::fetchMultiple(const std::vector<StringBuffe
   }
   const RequestedIds requested(uidls);
   auto bundle = std::make_unique<MailBundle>();
-  for (std::size_t i = 0; i < listed.uidls.size(); ++i) {
+  // Bounded in all: a server that gives all messages one id would otherwise be asked for each as often.
+  std::size_t retries = uidls.size();
+  for (std::size_t i = 0; i < listed.uidls.size() && session->isConnected(); ++i) {
     const std::int32_t number = listed.numbers[i];
     for (std::size_t tries = requested.count(listed.uidls[i]); tries > 0; --tries) {
-      if (!session->retrieve(number, {}, log_, nullptr, settings_.autoSaveCerts)) continue;
+      if (!session->retrieve(number, {}, log_, nullptr, settings_.autoSaveCerts)) {
+        if (retries == 0 || !session->isConnected()) break;
+        --retries;
+        continue;
+      }
       std::unique_ptr<Email> email = takeEmail(*session->mailbox().find(number));
       if (email != nullptr) email->setOrigination(Origination::copiedFromPop3);
       bundle->append(std::move(email));
@@ -323,7 +340,7 @@ void MailMan::deleteEmail(std::string_view uidl) {
     return;
   }
   const StringBuffer requested(uidl);
-  deleteListed(*session, listed, RequestedIds({&requested, 1}), log_);
+  deleteListed(*session, listed, RequestedIds({&requested, 1}), settings_.pop, log_);
 }
 
 void MailMan::deleteMultiple(const std::vector<StringBuffer>& uidls) {
@@ -331,7 +348,7 @@ void MailMan::deleteMultiple(const std::vector<StringBuffer>& uidls) {
   if (session == nullptr) return;
   ServerListing listed;
   if (!session->getUidls(log_, listed.numbers, listed.uidls)) return;
-  deleteListed(*session, listed, RequestedIds(uidls), log_);
+  deleteListed(*session, listed, RequestedIds(uidls), settings_.pop, log_);
 }
 
 bool MailMan::verifyPopLogin() {

@@ -19,7 +19,7 @@ struct PopLimits {
   std::size_t line = QuorvelSocket::kMaxLine;
   std::size_t message = QuorvelSocket::kMaxMultiLine;
   std::size_t listing = QuorvelSocket::kMaxMultiLine;  ///< all lines of one listing
-  std::size_t entries = 10'000'000;  ///< lines of one listing: each costs more memory than it has bytes
+  std::size_t entries = 2'000'000;  ///< lines of one listing: each costs more memory than it has bytes
 };
 
 /// One connection. A send or receive that fails ends it; every later step then fails. Each step says in the
@@ -32,6 +32,9 @@ class PopDialogue {
   const PopLimits& limits() const noexcept { return limits_; }
   bool isConnected() const noexcept { return socket_ != nullptr; }
   void close() noexcept { socket_.reset(); }
+  /// Whether the server said more than it was asked: what it says next may answer something else than one
+  /// thinks.
+  bool isOutOfStep() const noexcept { return socket_ != nullptr && socket_->unreadLength() != 0; }
 
   /// Sends a command, given with its line end.
   bool send(std::string_view command, CLog* log);

@@ -1,17 +1,15 @@
-#include <random>
-
 #include "net/pop_session.h"
+#include "platform/random.h"
 
 namespace qv {
 
+MailBox::Scatter::Scatter() {
+  randomBytes(reinterpret_cast<char*>(&secret_), sizeof secret_);
+}
+
 std::size_t MailBox::Scatter::operator()(std::int32_t number) const noexcept {
-  // The numbers are the server's choice. Spread by a secret of this process, no choice of them makes finding
-  // one slow. The mixing is that of splitmix64.
-  static const std::uint64_t secret = [] {
-    std::random_device random;
-    return (std::uint64_t{random()} << 32) | random();
-  }();
-  std::uint64_t mixed = secret + static_cast<std::uint32_t>(number);
+  // The mixing is that of splitmix64.
+  std::uint64_t mixed = secret_ + static_cast<std::uint32_t>(number);
   mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9U;
   mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EBU;
   return mixed ^ (mixed >> 31);

@@ -326,6 +326,12 @@ bool PopConnImpl::dele(std::int32_t number, CLog* log) {
     return false;
   }
   if (entry->deleted) return true;
+  // Its numbers may then mean other messages than those that were fetched.
+  if (dialogue_.isOutOfStep()) {
+    logError(log, "Cannot delete mail message, the server has sent more than it was asked for");
+    dialogue_.close();
+    return false;
+  }
   StringBuffer command("DELE ");
   if (!dialogue_.send(command.appendNumber(number).append("\r\n"), log)) {
     logError(log, "Failed to send DELE command");

@@ -14,6 +14,7 @@
 #include "core/string_buffer.h"
 #include "email/email.h"
 #include "net/progress_monitor.h"
+#include "net/secret_text.h"
 
 namespace qv {
 
@@ -22,7 +23,7 @@ struct PopSettings {
   StringBuffer host{};
   std::int32_t port = 110;
   StringBuffer username{};
-  StringBuffer password{};
+  SecretText password{};
   std::int32_t connectTimeout = 0;
   std::int32_t readTimeout = 0;
 };
@@ -49,8 +50,15 @@ class MailBox {
   MailOnServer* at(std::size_t position) const;
 
  private:
-  struct Scatter {
+  /// Spreads the numbers by a secret, as they are the server's choice: no choice of them makes finding one
+  /// slow.
+  class Scatter {
+   public:
+    Scatter();
     std::size_t operator()(std::int32_t number) const noexcept;
+
+   private:
+    std::uint64_t secret_ = 0;
   };
   void closeHoles() const;
 

@@ -124,6 +124,7 @@ class QuorvelSocketImpl final : public QuorvelSocket {
   void getLocalHostName(StringBuffer& out) override { out.set(canonicalHostName()); }
   bool listenOnPort(std::int32_t port) override;
   std::unique_ptr<QuorvelSocket> acceptConnection() override;
+  std::size_t unreadLength() const noexcept override { return receiveBuffer_.length(); }
   tcp::Handle getHandle() const noexcept override { return handle_; }
   void setReadTimeout(std::int32_t seconds) override;
   void setConnectTimeout(std::int32_t seconds) override { connectTimeoutSeconds_ = std::max(seconds, 0); }

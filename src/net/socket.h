@@ -80,6 +80,9 @@ class QuorvelSocket : public QuorvelObject {
   /// Binds to every local address and listens.
   virtual bool listenOnPort(std::int32_t port) = 0;
   virtual std::unique_ptr<QuorvelSocket> acceptConnection() = 0;
+  /// Bytes that the peer sent and nobody has asked for yet, of those that were taken from the network
+  /// already.
+  virtual std::size_t unreadLength() const noexcept { return 0; }
   virtual tcp::Handle getHandle() const noexcept = 0;
   /// How long a receive waits for data, and a send for a peer that takes none; 0 is as long as it takes.
   virtual void setReadTimeout(std::int32_t seconds) = 0;
