@@ -5,10 +5,7 @@
 #include <benchmark/benchmark.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,59 +23,14 @@
 #include "core/log_store.h"
 #include "email/distribution_list.h"
 #include "email/email.h"
-#include "mail_server/mail_server.h"
 #include "net/progress_monitor.h"
 #include "net/smtp_session.h"
+#include "receiving_server.h"
 
 namespace {
 
 constexpr std::size_t kSmall = 10 * 1024;
 constexpr std::size_t kLarge = 50 * 1024 * 1024;
-
-/// The server's process; it ends with this one.
-class Server {
- public:
-  Server() {
-    int pipe[2];
-    if (::pipe(pipe) != 0) std::abort();
-    if (::fork() == 0) {
-      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-      qv::MailServerOptions options;
-      options.rules.discardText = true;
-      qv::MailServer server;
-      const std::uint16_t port = server.start(0, "", options) ? server.port() : 0;
-      if (::write(pipe[1], &port, sizeof port) != sizeof port) std::_Exit(1);
-      for (;;) ::pause();
-    }
-    if (::read(pipe[0], &port_, sizeof port_) != sizeof port_ || port_ == 0) std::abort();
-  }
-  std::uint16_t port() const { return port_; }
-
- private:
-  std::uint16_t port_ = 0;
-};
-
-std::uint16_t serverPort() {
-  static const Server server;
-  return server.port();
-}
-
-std::string prose(std::size_t size) {
-  std::string text;
-  text.reserve(size + 80);
-  while (text.size() < size)
-    text += "The quick brown fox jumps over the lazy dog, again and again and again.\r\n";
-  return text;
-}
-
-std::unique_ptr<qv::Email> message(std::size_t size) {
-  auto email = std::make_unique<qv::Email>(nullptr);
-  email->setFrom("sender@example.org");
-  email->addTo("", "reader@example.org");
-  email->setSubject("Order 4711");
-  email->setBody(prose(size), false);
-  return email;
-}
 
 /// Writes all of it and reads one reply line for each line end asked for.
 class BareClient {
@@ -165,10 +117,10 @@ void component(benchmark::State& state) {
   qv::CLogImpl log(store);
   qv::SmtpSettings settings{};
   settings.host = "127.0.0.1";
-  settings.port = serverPort();
+  settings.port = qv_bench::serverPort();
   settings.authMethod = "NONE";
   const auto session = qv::smtpConnect(settings, &log);
-  const auto email = message(size);
+  const auto email = qv_bench::plainMessage(size);
   qv::DistributionList rejected;
   for (auto _ : state) {
     log.CheckHighWater();
@@ -188,8 +140,8 @@ BENCHMARK(component)->Name("send/component")->Arg(kSmall)->Arg(kLarge);
 void bare(benchmark::State& state) {
   const auto size = static_cast<std::size_t>(state.range(0));
   qv::StringBuffer text;
-  message(size)->writeMime(text, "QVX-");
-  BareClient client(serverPort());
+  qv_bench::plainMessage(size)->writeMime(text, "QVX-");
+  BareClient client(qv_bench::serverPort());
   for (auto _ : state) client.send(text);
   report(state, size);
 }
@@ -199,7 +151,7 @@ BENCHMARK(bare)->Name("send/bare")->Arg(kSmall)->Arg(kLarge);
 void withCurl(benchmark::State& state) {
   const auto size = static_cast<std::size_t>(state.range(0));
   qv::StringBuffer text;
-  message(size)->writeMime(text, "QVX-");
+  qv_bench::plainMessage(size)->writeMime(text, "QVX-");
   struct Source {
     std::string_view rest;
     static std::size_t read(char* buffer, std::size_t unit, std::size_t count, void* user) {
@@ -210,7 +162,7 @@ void withCurl(benchmark::State& state) {
     }
   };
   CURL* curl = curl_easy_init();
-  const std::string url = "smtp://127.0.0.1:" + std::to_string(serverPort());
+  const std::string url = "smtp://127.0.0.1:" + std::to_string(qv_bench::serverPort());
   curl_slist* recipients = curl_slist_append(nullptr, "<reader@example.org>");
   Source source;
   curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
