@@ -1,6 +1,7 @@
 #include "core/log_store.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/clock.h"
 
@@ -67,6 +68,14 @@ LogStore::OperationPtr LogStore::beginOperation() {
   return operation;
 }
 
+void LogStore::ThreadState::resume() {
+  const std::string inner = errors.text();
+  errors = std::move(suspended.back().errors);
+  suspended.pop_back();
+  if (!inner.empty()) errors.add(inner);
+  innerEnded = false;
+}
+
 void LogStore::add(ThreadState& thread, const LogEntry& entry) {
   LogOperation& operation = *thread.operation;
   const std::size_t before = operation.bytes();
@@ -81,10 +90,14 @@ void LogStore::enterContext(std::string_view name, bool reportErrors) {
   const std::lock_guard lock(mutex_);
   ThreadState& thread = threadState();
   if (thread.depth == 0) thread.operation = beginOperation();
-  // A public operation inside a context of the host's answers for itself alone.
-  if (thread.depth == 0 || reportErrors) {
+  // A public operation inside a context of the host's, or inside one that calls the host back, answers for
+  // itself alone.
+  if (thread.innerEnded) thread.resume();
+  if (thread.depth == 0) {
     thread.errors.clear();
     thread.errorsOfContext = true;
+  } else if (reportErrors) {
+    thread.suspended.push_back({thread.depth, std::exchange(thread.errors, {})});
   }
   if (thread.depth < kMaxContextDepth) {
     LogEntry entry;
@@ -103,7 +116,11 @@ bool LogStore::leaveContext() {
   const std::lock_guard lock(mutex_);
   ThreadState& thread = threadState();
   if (thread.depth == 0) return false;
+  if (thread.innerEnded) thread.resume();
   --thread.depth;
+  // More were left than the inner operation had entered.
+  while (!thread.suspended.empty() && thread.suspended.back().depth > thread.depth) thread.resume();
+  thread.innerEnded = !thread.suspended.empty() && thread.suspended.back().depth == thread.depth;
   if (thread.depth == 0) {
     thread.operation->isOpen = false;
     thread.operation.reset();
@@ -129,6 +146,7 @@ void LogStore::logMessage(LogKind kind, std::string_view message, std::string_vi
       thread.errors.clear();
       thread.errorsOfContext = false;
     }
+    if (thread.innerEnded) thread.resume();
     std::string visible;
     appendVisible(withoutEndingBreaks(message), {"\n"}, visible);
     thread.errors.add(visible);
@@ -148,6 +166,7 @@ void LogStore::clear() {
   const std::lock_guard lock(mutex_);
   for (auto& [number, thread] : threads_) {
     thread.errors.clear();
+    for (Suspended& outer : thread.suspended) outer.errors.clear();
     if (thread.depth > 0) {
       thread.operation->clear(std::min(thread.depth, kMaxContextDepth));
     } else {

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "core/log_operation.h"
 #include "core/log_render.h"
@@ -59,6 +60,7 @@ class LogStore {
   std::string xml(bool timestamps) const;
   /// The error messages, one to a line, of the operation that the calling thread is in or ran last, those of
   /// nested contexts included. The outermost context, and every one that reports its errors, begins one;
+  /// when that ends inside another one, it answers until the other logs an error or ends.
   /// errors outside any context count as an operation of their own. Empty when that operation logged none, or
   /// the thread has run none. Dropping entries does not shorten it.
   std::string lastError() const;
@@ -80,12 +82,22 @@ class LogStore {
 
  private:
   using OperationPtr = std::shared_ptr<LogOperation>;
+  /// The errors of an operation in which another one runs, as of a host that is called back.
+  struct Suspended {
+    std::size_t depth;
+    LogErrorText errors;
+  };
   struct ThreadState {
+    /// The operation that another one ran in goes on, and answers for that one too.
+    void resume();
+
     std::weak_ptr<const char> alive;
     OperationPtr operation;        // the one that is open, else the entries outside any context, else null
     std::size_t depth = 0;         // contexts open
     LogErrorText errors;           // of the operation that `lastError` answers for
     bool errorsOfContext = false;  // that one was a context
+    std::vector<Suspended> suspended;
+    bool innerEnded = false;  // `errors` are of an operation that ran inside the last suspended one
   };
 
   ThreadState& threadState();

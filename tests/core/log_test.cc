@@ -251,6 +251,31 @@ TEST_F(Log, LastErrorHoldsTheErrorsOfTheThreadsOperation) {
     log.LogError("Failed to connect");
     EXPECT_EQ(log.get_LastError(), "Failed to connect");
   }
+  // A host that is called back runs another operation inside.
+  {
+    const LogContext outer(&log, "SendEmail", true);
+    log.LogError("550 no");
+    for (int i = 0; i < 2; ++i) {
+      {
+        const LogContext inner(&log, "GetTo", true);
+        EXPECT_EQ(log.get_LastError(), "");
+        log.LogError("out of range");
+      }
+      EXPECT_EQ(log.get_LastError(), "out of range") << "for the report of the inner operation";
+    }
+    log.LogError("Send failed.");
+    EXPECT_EQ(log.get_LastError(), "550 no\nout of range\nout of range\nSend failed.");
+    const LogContext inner(&log, "get_Size", true);
+  }
+  EXPECT_EQ(log.get_LastError(), "550 no\nout of range\nout of range\nSend failed.");
+  {
+    const LogContext outer(&log, "SendEmail", true);
+    log.LogError("outer");
+    log.EnterContext("x", true);
+    for (int i = 0; i < 3; ++i) log.LeaveContext();  // more than it entered
+    log.LogError("outside");
+  }
+  EXPECT_EQ(log.get_LastError(), "outside");
   std::thread([&] { EXPECT_EQ(log.get_LastError(), ""); }).join();
   log.ClearLog();
   EXPECT_EQ(log.get_LastError(), "");
