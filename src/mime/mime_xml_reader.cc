@@ -12,6 +12,7 @@ namespace {
 
 // Each appends a line of header text.
 
+// All addresses on that line: a header has no more than kMaxHeaderLines.
 void appendAddressField(const TreeNode& field, StringBuffer& lines) {
   lines.append(field.getTag()).append(": ");
   bool isFirst = true;
@@ -19,7 +20,7 @@ void appendAddressField(const TreeNode& field, StringBuffer& lines) {
     const TreeNode* const address = child->findChild("addr");
     const TreeNode* const name = child->findChild("name");
     if (address == nullptr || name == nullptr) continue;
-    if (!std::exchange(isFirst, false)) lines.append(",\n\t");
+    if (!std::exchange(isFirst, false)) lines.append(',');
     if (!trimmed(name->getContent()).empty()) lines.append('"').append(name->getContent()).append("\" ");
     lines.append('<').append(address->getContent()).append('>');
   }

@@ -271,6 +271,10 @@ TEST(MimeXmlReader, readsFields) {
     EXPECT_EQ(dumpHeader(messages[0]->header()), row.xml) << row.text;
   }
   EXPECT_TRUE(loaded(document("<a>=?UTF-8?Q?x?=</a>", ""))[0]->utf8Header());
+  const std::string many = repeated("<address><addr>a@h</addr><name/></address>", 2 * qv::kMaxHeaderLines);
+  const auto message = loaded(document("<to>" + many + "</to><subject>s</subject>", ""));
+  EXPECT_EQ(message[0]->header().getHeaderField("to").size(), 2 * qv::kMaxHeaderLines * 6 - 1);
+  EXPECT_EQ(message[0]->header().getHeaderField("subject"), "s");
 }
 
 TEST(MimeXmlReader, readsTrees) {
