@@ -41,7 +41,7 @@ class QUORVEL_API IQuorvelEmailBundle2 : public IQuorvelEmailBundle {
   virtual std::string GetXml() = 0;
   /// Writes an XML document of the e-mails, replacing the file. Fails with an error report.
   virtual void SaveXml(std::string_view filename) = 0;
-  /// The `Uidl` of each e-mail that has one.
+  /// The unique id of each e-mail that has one: the server's word for a fetched message, else its `Uidl`.
   virtual Ref<IQvStringArray> GetUidls() = 0;
 };
 

@@ -20,7 +20,7 @@ class QUORVEL_API IQuorvelZipEntry4 : public IQuorvelObject {
   /// A new e-mail made of the entry; null when the entry is no message. An entry that cannot be read
   /// (damaged, encrypted, too large) fails with an error report.
   virtual Ref<IQuorvelEmail2> GetEmail() = 0;
-  /// The archive that it belongs to.
+  /// The archive that it belongs to; null once that was closed.
   virtual Ref<IQuorvelZip4> get_ZipFile() = 0;
 };
 
@@ -33,7 +33,7 @@ class QUORVEL_API IQuorvelZip4 : public IQuorvelObject {
 
   // 1, or 0 with an error report. An archive that is open is closed first.
   virtual std::int32_t Open(std::string_view path) = 0;
-  /// A new archive; `Close` puts it in the place of a file of that name. Without entries it leaves no file.
+  /// A new archive; `Close` puts it in the place of a file of that name, unless nothing was appended.
   virtual std::int32_t Create(std::string_view path) = 0;
   /// Writes what was appended, which is on disk then; a failure leaves an error report, and the file as it
   /// was. What is not closed when the object goes is lost.

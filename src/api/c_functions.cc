@@ -1,9 +1,11 @@
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -13,6 +15,7 @@
 #include "api/component.h"
 #include "api/factory.h"
 #include "api/handle_table.h"
+#include "api/quorvel_email_bundle.h"
 
 namespace qv {
 
@@ -210,6 +213,26 @@ class FunctionSink final : public quorvel::Implements<quorvel::IQuorvelOutgoing>
   quorvel_dispose dispose_ = nullptr;
 };
 
+/// The e-mails that a call finds in its bundles, as far as the host has them too and they are not in use
+/// already.
+std::vector<HandleUse> unlockedEmails(const std::vector<HandleUse>& uses, std::int32_t id) {
+  std::vector<HandleUse> emails;
+  std::unordered_set<const quorvel::IQuorvelObject*> known;
+  for (const HandleUse& use : uses) {
+    const auto* bundle = dynamic_cast<const CQuorvelEmailBundle*>(use.object());
+    if (bundle == nullptr || (&use == &uses.front() && !CQuorvelEmailBundle::readsEmails(id))) continue;
+    if (known.empty()) {
+      for (const HandleUse& other : uses) known.insert(other.object());
+    }
+    for (const PersistedEmail& entry : bundle->entries()) {
+      if (!known.insert(entry.email.get()).second) continue;
+      HandleUse email(entry.email.get());
+      if (email) emails.push_back(std::move(email));
+    }
+  }
+  return emails;
+}
+
 Status invokeUnderLocks(quorvel_object object, std::int32_t id, quorvel_kind kind,
                         std::span<const quorvel_value> values, quorvel_value* result) {
   std::vector<HandleUse> uses;
@@ -223,9 +246,17 @@ Status invokeUnderLocks(quorvel_object object, std::int32_t id, quorvel_kind kin
 
   Value value;
   Status status;
-  {
-    const LockTogether locks(uses);
-    status = quorvel::invoke(*uses.front().object(), id, static_cast<Kind>(kind), arguments, value);
+  for (;;) {
+    std::vector<HandleUse> contained;
+    {
+      const LockTogether locks(uses);
+      contained = unlockedEmails(uses, id);
+      if (contained.empty()) {
+        status = quorvel::invoke(*uses.front().object(), id, static_cast<Kind>(kind), arguments, value);
+        break;
+      }
+    }
+    std::move(contained.begin(), contained.end(), std::back_inserter(uses));
   }
   if (result != nullptr && (status == Status::ok || status == Status::failed)) {
     std::visit(GiveValue{*result}, value);

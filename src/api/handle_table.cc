@@ -96,6 +96,15 @@ HandleUse::HandleUse(std::uint64_t number) {
   if (entry_ != nullptr) ++entry_->uses;
 }
 
+HandleUse::HandleUse(const quorvel::IQuorvelObject* object) : entry_(nullptr) {
+  Table& all = table();
+  const std::lock_guard lock(all.mutex);
+  const auto found = all.byObject.find(object);
+  if (found == all.byObject.end() || found->second->references == 0) return;
+  entry_ = found->second;
+  ++entry_->uses;
+}
+
 HandleUse::~HandleUse() {
   if (entry_ == nullptr) return;
   Table& all = table();

@@ -37,6 +37,8 @@ class HandleUse {
  public:
   /// Empty when the number is not in the host's hands.
   explicit HandleUse(std::uint64_t number);
+  /// Empty when the host has no number for the object.
+  explicit HandleUse(const quorvel::IQuorvelObject* object);
   ~HandleUse();
   HandleUse(HandleUse&& other) noexcept : entry_(std::exchange(other.entry_, nullptr)) {}
   HandleUse(const HandleUse&) = delete;

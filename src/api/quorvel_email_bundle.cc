@@ -90,10 +90,13 @@ std::int32_t CQuorvelEmailBundle::AppendToZip(quorvel::IQuorvelZip4* zip) {
       logError(log, "Zip parameter is null");
       return Outcome::failedQuietly;
     }
-    for (PersistedEmail& entry : entries_) {
+    // By place: a host's own archive may change the bundle meanwhile.
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+      const PersistedEmail entry = entries_[i];
       if (entry.zipEntry && entry.zipEntry->get_ZipFile().get() == zip) continue;
       auto stored = zip->AppendEmail(entry.email.get());
-      if (stored) entry.zipEntry = std::move(stored);
+      if (stored && i < entries_.size() && entries_[i].email == entry.email)
+        entries_[i].zipEntry = std::move(stored);
     }
     return Outcome::done;
   });
@@ -141,8 +144,11 @@ quorvel::Ref<quorvel::IQvStringArray> CQuorvelEmailBundle::GetUidls() {
   quorvel::Ref<quorvel::IQvStringArray> result;
   publicCall(inContext("GetUidls"), [&](CLog* log) {
     std::vector<StringBuffer> uidls;
-    for (const PersistedEmail& entry : entries_) {
-      const std::string uidl = entry.email->get_Uidl();
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+      const auto email = entries_[i].email;
+      // A received field may name another message of the server; deleting by these ids must not hit that one.
+      const std::shared_ptr<Email> own = internalEmail(*email);
+      const std::string uidl = own == nullptr ? email->get_Uidl() : std::string(own->uidlOnServer());
       if (!uidl.empty()) uidls.emplace_back(uidl);
     }
     result = createStringArray(uidls, log);

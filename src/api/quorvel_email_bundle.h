@@ -37,6 +37,8 @@ class CQuorvelEmailBundle final : public ObjectBase<quorvel::IQuorvelEmailBundle
   void SaveXml(std::string_view filename) override;
   quorvel::Ref<quorvel::IQvStringArray> GetUidls() override;
 
+  /// Whether a member looks into every e-mail of the bundle, and not at their order only.
+  static bool readsEmails(std::int32_t id) noexcept { return id >= 5; }
   /// For the component's own operations, which log what they do themselves.
   const std::deque<PersistedEmail>& entries() const noexcept { return entries_; }
   void append(quorvel::Ref<quorvel::IQuorvelEmail2> email) { entries_.push_back({std::move(email)}); }

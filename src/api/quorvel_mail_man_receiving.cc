@@ -54,7 +54,10 @@ std::vector<StringBuffer> uidlsOf(quorvel::IQuorvelEmailBundle2& bundle) {
     if (message != nullptr && !message->uidlOnServer().empty()) uidls.emplace_back(message->uidlOnServer());
   };
   if (const auto* own = dynamic_cast<const CQuorvelEmailBundle*>(&bundle)) {
-    for (const PersistedEmail& entry : own->entries()) add(*entry.email);
+    for (std::size_t i = 0; i < own->entries().size(); ++i) {
+      const auto email = own->entries()[i].email;
+      add(*email);
+    }
     return uidls;
   }
   const std::int32_t count = bundle.get_MessageCount();
@@ -225,8 +228,9 @@ quorvel::Ref<quorvel::IQuorvelEmail2> CQuorvelMailMan::FetchEmail(std::string_vi
       return failWith(log, "Failed to fetch email from mail server", Outcome::failedQuietly);
     }
     email->setOrigination(Origination::copiedFromPop3);
-    result = quorvel::make<CQuorvelEmail>(std::move(email));
-    return Outcome::done;
+    result = attempt(log, "createEmail", [&] { return quorvel::make<CQuorvelEmail>(std::move(email)); });
+    return result ? Outcome::done
+                  : failWith(log, "Failed to create IQuorvelEmail object", Outcome::failedQuietly);
   });
   return result;
 }
@@ -294,7 +298,7 @@ void CQuorvelMailMan::DeleteBundle(quorvel::IQuorvelEmailBundle2* bundle) {
   receive(inContext("DeleteBundle"), [&](MailMan engine, CLog* log) {
     if (bundle == nullptr) return failWith(log, "bundle input parameter is NULL");
     const std::vector<StringBuffer> uidls = uidlsOf(*bundle);
-    if (!uidls.empty()) engine.deleteMultiple(uidls);
+    if (bundle->get_MessageCount() != 0) engine.deleteMultiple(uidls);
     return Outcome::done;
   });
 }

@@ -117,7 +117,7 @@ quorvel::Ref<quorvel::IQuorvelZipEntry4> CQuorvelZip::AppendEmail(quorvel::IQuor
 }
 
 bool CQuorvelZip::readEntry(std::size_t session, std::size_t index, std::string& text, std::string& error) {
-  if (session == session_ && archive_.isOpen()) return archive_.read(index, text, error);
+  if (isSession(session)) return archive_.read(index, text, error);
   error = "The archive of this entry is closed";
   return false;
 }
@@ -141,8 +141,10 @@ quorvel::Ref<quorvel::IQuorvelEmail2> CQuorvelZipEntry::GetEmail() {
 }
 
 quorvel::Ref<quorvel::IQuorvelZip4> CQuorvelZipEntry::get_ZipFile() {
-  return publicRead(plain("get_ZipFile"),
-                    [this](CLog*) -> quorvel::Ref<quorvel::IQuorvelZip4> { return zip_; });
+  return publicRead(plain("get_ZipFile"), [this](CLog*) -> quorvel::Ref<quorvel::IQuorvelZip4> {
+    if (!zip_->isSession(session_)) return nullptr;
+    return zip_;
+  });
 }
 
 }  // namespace qv

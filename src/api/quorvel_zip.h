@@ -28,6 +28,7 @@ class CQuorvelZip final : public ObjectBase<quorvel::IQuorvelZip4> {
   quorvel::Ref<quorvel::IQuorvelZipEntry4> AppendEmail(quorvel::IQuorvelEmail* email) override;
 
   /// Unpacks an entry for an object that was made while the archive was open for the `session`-th time.
+  bool isSession(std::size_t session) const noexcept { return session == session_ && archive_.isOpen(); }
   bool readEntry(std::size_t session, std::size_t index, std::string& text, std::string& error);
 
  private:

@@ -75,11 +75,11 @@ bool ZipArchive::close(std::string& error) {
     error = "No archive is open";
     return false;
   }
-  const bool written = zip_close(archive) == 0;
-  if (!written) {
-    error = zip_strerror(archive);
-    zip_discard(archive);
-  }
+  // Closing a new archive that is empty would delete a file that stands in its place.
+  const bool isUnchanged = appended_.empty();
+  const bool written = isUnchanged || zip_close(archive) == 0;
+  if (!written) error = zip_strerror(archive);
+  if (isUnchanged || !written) zip_discard(archive);
   appended_.clear();
   numbers_.clear();
   numStored_ = 0;
@@ -101,10 +101,17 @@ bool ZipArchive::read(std::size_t index, std::string& out, std::string& error) {
     error = zip_strerror(archive_);
     return false;
   }
-  // What the archive says of an entry's size is its maker's word only.
+  // What an archive says of an entry's size is its maker's word only: bad enough to be refused, never good
+  // enough to be believed.
   constexpr std::size_t kChunk = std::size_t{64} << 10;
-  const std::uint64_t limit =
-      counted_[index] ? limits_.entry : std::min(limits_.entry, limits_.total - total_);
+  const std::uint64_t left = limits_.total - std::min(total_, limits_.total);
+  const std::uint64_t limit = counted_[index] ? limits_.entry : std::min(limits_.entry, left);
+  zip_stat_t said;
+  if (zip_stat_index(archive_, index, 0, &said) == 0 && (said.valid & ZIP_STAT_SIZE) != 0 &&
+      said.size > limit) {
+    error = "The entry is too large";
+    return false;
+  }
   for (;;) {
     const std::size_t before = out.size();
     if (out.capacity() < before + kChunk) out.reserve(2 * (before + kChunk));
@@ -113,6 +120,7 @@ bool ZipArchive::read(std::size_t index, std::string& out, std::string& error) {
     out.resize(before + static_cast<std::size_t>(std::max<zip_int64_t>(received, 0)));
     if (received <= 0 || out.size() > limit) {
       if (received == 0) break;
+      total_ += out.size();
       error = received < 0 ? zip_error_strerror(zip_file_get_error(entry.get())) : "The entry is too large";
       out.clear();
       out.shrink_to_fit();

@@ -17,7 +17,7 @@ namespace qv {
 /// nor is one when the entries read from the archive so far are that large together.
 struct ZipLimits {
   std::uint64_t entry = std::uint64_t{512} << 20;
-  std::uint64_t total = std::uint64_t{8} << 30;
+  std::uint64_t total = std::uint64_t{1} << 30;
 };
 
 /// One archive file. What is appended is in memory until `close` writes it; the file is then replaced as a
@@ -33,8 +33,8 @@ class ZipArchive {
 
   /// Opens an existing archive; one that is open already must be closed first.
   bool open(std::string_view path, std::string& error);
-  /// Begins a new archive, which takes the place of a file of that name when it is closed. An archive without
-  /// entries leaves no file.
+  /// Begins a new archive, which takes the place of a file of that name when it is closed, unless nothing was
+  /// appended.
   bool create(std::string_view path, std::string& error);
   bool isOpen() const noexcept { return archive_ != nullptr; }
   /// Writes what was appended. When that fails the archive is closed all the same and its file stays as it

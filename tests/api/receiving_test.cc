@@ -211,6 +211,7 @@ TEST(Receiving, DeletesWhatAnEmailCameFrom) {
   const auto second = all->GetEmail(1).as<IQuorvelEmail3>();
   EXPECT_EQ(second->get_Uidl(), "id-1");
   EXPECT_EQ(mailMan->GetFullEmail(second.get())->get_Subject(), "two");
+  EXPECT_EQ(textsOf(all.as<IQuorvelEmailBundle2>()->GetUidls()), (Strings{"id-1", "id-2", "id-3", "id-4"}));
   mailMan->DeleteEmail(second.get());
   EXPECT_EQ(reported(), "(none)");
   EXPECT_EQ(textsOf(mailMan->GetUidls()), (Strings{"id-1", "id-3", "id-4"}));

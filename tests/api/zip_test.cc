@@ -60,6 +60,7 @@ TEST_F(Zip, KeepsABundleOnDisk) {
   zip->Close();
   EXPECT_EQ(reported(), "(none)");
   EXPECT_FALSE(early->GetEmail());
+  EXPECT_FALSE(early->get_ZipFile());
   EXPECT_THAT(reported(), HasSubstr("The archive of this entry is closed"));
 
   const auto again = newZip();
@@ -75,6 +76,18 @@ TEST_F(Zip, KeepsABundleOnDisk) {
   EXPECT_FALSE(again->GetEntryByIndex(4));
   EXPECT_FALSE(again->GetEntryByIndex(-1));
   EXPECT_EQ(reported(), "(none)");
+}
+
+TEST_F(Zip, AnObjectMayBeUsedForOneArchiveAfterTheOther) {
+  const auto bundle = newBundle();
+  bundle->AddEmail(newEmail("one").get());
+  const auto zip = newZip();
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(zip->Create(path_), 1);
+    EXPECT_EQ(bundle->AppendToZip(zip.get()), 1);
+    EXPECT_EQ(zip->get_NumEntries(), 1);
+    zip->Close();
+  }
 }
 
 TEST_F(Zip, FailuresAndTheirReports) {

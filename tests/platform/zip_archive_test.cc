@@ -73,8 +73,7 @@ TEST(ZipArchive, RefusesWhatIsNone) {
   const std::string whole = wholeFile(path);
   const std::string broken = folder / "broken.zip";
   std::string error, bytes;
-  for (const std::string& name :
-       {std::string(), folder / ".", folder / "none", std::string("a\0b", 3)}) {
+  for (const std::string& name : {std::string(), folder / ".", folder / "none", std::string("a\0b", 3)}) {
     error.clear();
     EXPECT_FALSE(ZipArchive().open(name, error)) << name;
     EXPECT_NE(error, "") << name;
@@ -124,6 +123,16 @@ TEST(ZipArchive, UnpacksNoMoreThanItsLimits) {
   EXPECT_FALSE(archive.read(2, bytes, error));
   EXPECT_TRUE(archive.read(3, bytes, error));
   ASSERT_TRUE(archive.close(error));
+}
+
+TEST(ZipArchive, AnEmptyOneTakesNobodysPlace) {
+  const qv::TemporaryFolder folder;
+  write(folder / "keep", "other bytes");
+  ZipArchive archive;
+  std::string error;
+  ASSERT_TRUE(archive.create(folder / "keep", error));
+  EXPECT_TRUE(archive.close(error)) << error;
+  EXPECT_EQ(wholeFile(folder / "keep"), "other bytes");
 }
 
 }  // namespace
