@@ -1,106 +1,20 @@
 """The program `quorvel` as its users run it: send, serve, demo; what arrives, what is said, exit statuses."""
 
 import contextlib
-import glob
 import os
 import pty
-import re
 import signal
 import socket
 import subprocess
 import sys
 import tempfile
-import threading
 import unittest
 import xml.etree.ElementTree
 
-TOOL = os.environ.get("QUORVEL_TOOL")
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-EXAMPLES = os.path.join(ROOT, "examples")
-SEND = ("--from", "Ann Lee <ann@x.org>", "--subject", "s")
-TO_BOB = (*SEND, "--to", "bob@x.org", "--body", "hello")
+from program import EXAMPLES, ROOT, SEND, TO_BOB, TOOL, ProgramTest, Serving, content, quorvel, scripted
 
 
-def quorvel(*args, stdin=b"", cwd=None):
-    return subprocess.run([TOOL, *args], input=stdin, capture_output=True, timeout=60, cwd=cwd)
-
-
-def content(path):
-    with open(path, "rb") as file:
-        return file.read()
-
-
-class Serving:
-    """`quorvel serve` on a free port, with a folder of its own."""
-
-    def __init__(self, *args):
-        self.folder = tempfile.TemporaryDirectory()
-        self.process = subprocess.Popen([TOOL, "serve", "--port", "0", "--dir", self.folder.name, *args],
-                                        stdout=subprocess.PIPE, text=True)
-        self.port = int(re.search(r"127\.0\.0\.1:(\d+)", self.process.stdout.readline()).group(1))
-
-    def send(self, *args, **options):
-        return quorvel("send", "--server", f"127.0.0.1:{self.port}", *args, **options)
-
-    def kept(self):
-        """(envelope lines, text) of each message, oldest first."""
-        return [(content(name[:-3] + "envelope").decode().splitlines(), content(name))
-                for name in sorted(glob.glob(os.path.join(self.folder.name, "*.eml")))]
-
-    def stop(self, how=signal.SIGTERM):
-        """What it printed after its first line, and its exit status."""
-        if self.process.poll() is None:
-            self.process.send_signal(how)
-        printed, _ = self.process.communicate(timeout=20)
-        self.folder.cleanup()
-        return printed, self.process.returncode
-
-
-@contextlib.contextmanager
-def scripted(*answers):
-    """A server that greets and answers each line with the next answer, and then closes. Gives its port."""
-    with socket.create_server(("127.0.0.1", 0)) as listener:
-        def converse():
-            with contextlib.suppress(OSError):
-                connection = listener.accept()[0]
-                with connection, connection.makefile("rb") as lines:
-                    for answer in answers:
-                        connection.sendall(answer)
-                        line = lines.readline()
-                        # After 354 comes the text, which is answered as one.
-                        while answer.startswith(b"354") and line not in (b".\r\n", b""):
-                            line = lines.readline()
-        thread = threading.Thread(target=converse)
-        thread.start()
-        yield listener.getsockname()[1]
-        listener.shutdown(socket.SHUT_RDWR)
-        thread.join()
-
-
-@unittest.skipUnless(TOOL, "QUORVEL_TOOL does not say where the program is")
-class CommandLineTest(unittest.TestCase):
-    def setUp(self):
-        self.temporary = tempfile.TemporaryDirectory()
-        self.addCleanup(self.temporary.cleanup)
-
-    def serving(self, *args):
-        server = Serving(*args)
-        self.addCleanup(server.stop)
-        return server
-
-    def file(self, name, text=None):
-        path = os.path.join(self.temporary.name, name)
-        if text is not None:
-            with open(path, "w", newline="") as file:
-                file.write(text)
-        return path
-
-    def check(self, result, status, said=b""):
-        self.assertEqual(result.returncode, status, result.stderr)
-        self.assertIn(said, result.stderr)
-        if status not in (0, 2):
-            self.assertIn(b"\nNext: ", result.stderr)
-
+class CommandLineTest(ProgramTest):
     def test_a_mail_arrives_with_all_that_was_asked_for(self):
         server = self.serving()
         result = server.send(*SEND, "--to", "Bob <bob@x.org>, carol@x.org", "--to", "dora@x.org", "--cc", "emil@x.org",

@@ -24,8 +24,11 @@ bool startsWithNoCase(std::string_view text, std::string_view start) {
                     [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
 }
 
-/// A server's refusal: "550 No such user", "452 Later", "-ERR No".
+/// A server's refusal: "550 No such user", "452 Later", "-ERR No", "Cannot ..., response to UIDL = -ERR No".
 bool isRefusal(std::string_view entry) {
+  constexpr std::string_view kResponse = " = ";
+  const std::size_t response = entry.starts_with("Cannot ") ? entry.find(kResponse) : std::string_view::npos;
+  if (response != std::string_view::npos) entry.remove_prefix(response + kResponse.size());
   if (startsWithNoCase(entry, "-ERR")) return true;
   const auto digit = [&](std::size_t at) { return std::isdigit(static_cast<unsigned char>(entry[at])) != 0; };
   return entry.size() >= 3 && (entry[0] == '4' || entry[0] == '5') && digit(1) && digit(2) &&

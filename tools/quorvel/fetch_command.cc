@@ -2,17 +2,20 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <fstream>
 #include <iostream>
 #include <limits>
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "quorvel/commands.h"
 #include "quorvel/mailbox.h"
 #include "quorvel/message_file.h"
 #include "quorvel/progress_bar.h"
+#include "quorvel/received_journal.h"
 #include "quorvel/system.h"
 
 namespace cli {
@@ -39,29 +42,49 @@ struct Fetched {
   std::vector<std::string> missing;  ///< unique ids that were asked for, and did not come
 };
 
-Download download(Mailbox& mailbox, const FetchOptions& options) {
+Download download(Mailbox& mailbox, const std::string& journal, const FetchOptions& options) {
   if (!options.uidls.empty()) return mailbox.fetch(options.uidls);
   ProgressBar bar(std::cerr, "receiving", true);
-  return mailbox.copy(options.filter, options.maxCount, options.journal,
-                      isTerminal(2) && !options.quiet ? &bar : nullptr);
+  return mailbox.copy(options.maxCount, journal, isTerminal(2) && !options.quiet ? &bar : nullptr);
+}
+
+/// Appends one journal to another.
+void append(const std::string& from, const std::string& to) {
+  std::ifstream source(from, std::ios::binary);
+  if (to.empty() || source.peek() == std::ifstream::traits_type::eof()) return;
+  std::ofstream target(to, std::ios::binary | std::ios::app);
+  if (!(target << source.rdbuf()) || !target.flush()) warn("cannot write the journal file " + to);
+}
+
+/// What is written of a message is what came, byte for byte: it may be signed. A fetch by unique ids leaves
+/// no journal; there it is the message as the component writes it.
+std::string textOf(quorvel::IQuorvelEmail3& email, ReceivedJournal& received, const FetchOptions& options) {
+  if (!options.uidls.empty()) return email.GetMime();
+  std::string text;
+  if (received.next(text)) return text;
+  throw Failure{Status::file, "cannot keep the messages as they came", "",
+                "nothing was deleted; is there room for all of them twice in " + options.folder + "?"};
 }
 
 /// Each message is let go of as soon as it is in its file.
-Fetched write(Download& download, MessageFolder& folder, const FetchOptions& options) {
+Fetched write(Mailbox& mailbox, Download& download, ReceivedJournal& received, MessageFolder& folder,
+              const FetchOptions& options) {
   Fetched fetched;
   std::set<std::string> missing(options.uidls.begin(), options.uidls.end());
-  for (Email& email : download.emails) {
-    const std::string text = email->GetMime();
+  mailbox.session().mailMan().put_Filter(options.filter);
+  for (Email& held : download.emails) {
+    const Email email = std::exchange(held, nullptr);
+    const std::string text = textOf(*email, received, options);
     const std::string uidl = email->get_ServerUidl();
     missing.erase(uidl);
+    if (mailbox.session().mailMan().MatchFilter(email.get()) != 1) continue;
     if (text.size() > options.sizeLimit) {
       ++fetched.tooBig;
-    } else {
-      const std::string path = folder.keep(uidl, text);
-      if (!options.quiet) std::cout << printable(path) << std::endl;
-      fetched.written.push_back(uidl);
+      continue;
     }
-    email = nullptr;
+    const std::string path = folder.keep(uidl, text);
+    if (!options.quiet) std::cout << printable(path) << std::endl;
+    fetched.written.push_back(uidl);
   }
   fetched.missing.assign(missing.begin(), missing.end());
   return fetched;
@@ -92,8 +115,13 @@ Status runFetch(const FetchOptions& options) {
   checkWritable(options.journal, "journal");
   MessageFolder folder(options.folder);
 
-  Download downloaded = download(mailbox, options);
-  const Fetched fetched = write(downloaded, folder, options);
+  // Beside the files that come of it, where there is room for all of them.
+  const TemporaryFolder scratch(options.folder);
+  const std::string journal = scratch.path() + "/received";
+  Download downloaded = download(mailbox, journal, options);
+  append(journal, options.journal);
+  ReceivedJournal received(journal);
+  const Fetched fetched = write(mailbox, downloaded, received, folder, options);
   const Removal removal = options.remove ? removeWritten(mailbox, folder, fetched) : Removal();
 
   if (!options.quiet) std::cerr << printable(summary(fetched, removal, options)) << std::endl;

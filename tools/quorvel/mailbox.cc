@@ -93,10 +93,9 @@ Download Mailbox::headers(const std::string& filter) {
   return downloaded(session_.mailMan().GetAllHeaders(1));
 }
 
-Download Mailbox::copy(const std::string& filter, std::int32_t maxCount, const std::string& journal,
-                       ProgressBar* bar) {
+Download Mailbox::copy(std::int32_t maxCount, const std::string& journal, ProgressBar* bar) {
   session_.beginOperation();
-  session_.mailMan().put_Filter(filter);
+  session_.mailMan().put_Filter("");
   session_.mailMan().put_MaxCount(maxCount);
   session_.mailMan().put_LogMailReceivedFilename(journal);
   const ShownProgress progress(session_.mailMan(), ShownProgress::Work::receiving, bar);

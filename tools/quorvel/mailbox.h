@@ -60,12 +60,10 @@ class Mailbox {
   std::int32_t count();
   /// In server order.
   std::vector<std::string> uidls();
-  /// The headers of those that the filter keeps, which is empty for all; likewise below.
+  /// The headers of those that the filter keeps, which is empty for all.
   Download headers(const std::string& filter);
-  /// Looks at the first `maxCount` messages. The bar may be null. Copies also go to a journal, unless its
-  /// name is empty.
-  Download copy(const std::string& filter, std::int32_t maxCount, const std::string& journal,
-                ProgressBar* bar);
+  /// The first `maxCount` messages. A journal gets the text of each as it came. The bar may be null.
+  Download copy(std::int32_t maxCount, const std::string& journal, ProgressBar* bar);
   /// Those with these ids.
   Download fetch(const std::vector<std::string>& uidls);
   /// Deletes the messages with these ids, each of which stands here as often as messages are meant by it:

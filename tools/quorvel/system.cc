@@ -52,12 +52,15 @@ Descriptor::~Descriptor() {
   if (descriptor_ >= 0) ::close(descriptor_);
 }
 
-TemporaryFolder::TemporaryFolder() {
+TemporaryFolder::TemporaryFolder(const std::string& parent) {
   std::error_code error;
-  std::string name = (std::filesystem::temp_directory_path(error) / "quorvel-XXXXXX").string();
+  const std::filesystem::path above =
+      parent.empty() ? std::filesystem::temp_directory_path(error) : std::filesystem::path(parent);
+  std::string name = (above / ".quorvel-XXXXXX").string();
   if (mkdtemp(name.data()) == nullptr) {
-    throw Failure{Status::file, "cannot make a temporary folder " + name,
-                  std::generic_category().message(errno), "set TMPDIR to a folder that you may write to"};
+    throw Failure{
+        Status::file, "cannot make a temporary folder " + name, std::generic_category().message(errno),
+        parent.empty() ? "set TMPDIR to a folder that you may write to" : "may this user write there?"};
   }
   path_ = name;
 }

@@ -32,7 +32,8 @@ class Descriptor {
 /// A new folder that only this user may enter, removed with all that is in it at the end.
 class TemporaryFolder {
  public:
-  TemporaryFolder();
+  /// Below the system's folder for such, or below one that is there.
+  explicit TemporaryFolder(const std::string& parent = {});
   ~TemporaryFolder();
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
