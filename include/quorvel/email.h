@@ -9,6 +9,7 @@
 
 namespace quorvel {
 
+class IQuorvelCert;
 class IQuorvelZip4;
 
 /// Created as "QuorvelMail.QuorvelEmail". An index out of range, and a field or part that is not there, reads
@@ -122,6 +123,23 @@ class QUORVEL_API IQuorvelEmail2 : public IQuorvelEmail {
   virtual void SetHtmlBody(std::string_view html) = 0;
   /// The X-UIDL field, which a message may also have brought along; `ServerUidl` is the server's word.
   virtual std::string get_Uidl() = 0;
+  // What reading the message found of signed and encrypted layers (docs/secure-mail.md). Validity says that a
+  // text is what the holder of some key signed, not whose key that is.
+  virtual std::int32_t get_ReceivedEncrypted() = 0;
+  virtual std::int32_t get_ReceivedSigned() = 0;
+  /// The first signer's name as the certificate has it.
+  virtual std::string get_SignedBy() = 0;
+  /// 0 when a signature did not fit. Also 1 without any: see `ReceivedSigned`, `WhollySigned`.
+  virtual std::int32_t get_SignaturesValid() = 0;
+  /// 0 when something stayed closed.
+  virtual std::int32_t get_Decrypted() = 0;
+  /// Whose key opened the first layer.
+  virtual std::string get_EncryptedBy() = 0;
+  // What is asked for when it is sent.
+  virtual std::int32_t get_SendSigned() = 0;
+  virtual void put_SendSigned(std::int32_t wanted) = 0;
+  virtual std::int32_t get_SendEncrypted() = 0;
+  virtual void put_SendEncrypted(std::int32_t wanted) = 0;
   /// Replaces every field of that name, and the members that it stands for; an empty value removes it.
   virtual void AddHeaderField(std::string_view fieldName, std::string_view fieldValue) = 0;
   virtual std::string get_OutlookDistList() = 0;
@@ -146,8 +164,19 @@ class QUORVEL_API IQuorvelEmail2 : public IQuorvelEmail {
   /// As AddFileAttachment, with a content type of the caller's; an empty one means that of the extension.
   virtual void AddFileAttachment2(std::string_view filename, std::string_view contentType) = 0;
 };
+  // The certificate to encrypt for (else that of the first To address) and the one to sign with (else that of
+  // the sender). Reading one that was not set, and setting what is none, fail with an error report.
+  virtual Ref<IQuorvelCert> GetEncryptCert() = 0;
+  virtual void SetEncryptCert(IQuorvelCert* cert) = 0;
+  virtual Ref<IQuorvelCert> GetSigningCert() = 0;
+  virtual void SetSigningCert(IQuorvelCert* cert) = 0;
 
 class QUORVEL_API IQuorvelEmail3 : public IQuorvelEmail2 {
+  // The cipher of an encrypted message; RC4 at first. Triple DES is the strongest of them.
+  virtual void SetAlgorithmRC2() = 0;
+  virtual void SetAlgorithmRC4() = 0;
+  virtual void SetAlgorithmDES() = 0;
+  virtual void SetAlgorithm3DES() = 0;
  public:
   using Base = IQuorvelEmail2;
   static constexpr std::string_view kInterfaceName = "IQuorvelEmail3";
@@ -165,3 +194,8 @@ class QUORVEL_API IQuorvelEmail3 : public IQuorvelEmail2 {
 };
 
 }  // namespace quorvel
+  /// 1 when one good layer with a signer held the whole message, all of its text and attachments: no foreign
+  /// text stands beside what was signed. The subject and the addresses are not part of that.
+  virtual std::int32_t get_WhollySigned() = 0;
+  /// 1 when the whole message came encrypted and was opened.
+  virtual std::int32_t get_WhollyEncrypted() = 0;

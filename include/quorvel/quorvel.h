@@ -1,6 +1,7 @@
 // quorvel, an in-process e-mail component. This header is all that a C++ host includes.
 #pragma once
 
+#include <quorvel/certificate.h>
 #include <quorvel/component.h>
 #include <quorvel/dispatch.h>
 #include <quorvel/email.h>

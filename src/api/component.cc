@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "cert/certificate_store.h"
 #include "core/log_store.h"
 
 namespace qv::component {
@@ -18,7 +19,6 @@ struct Shared {
   std::unique_ptr<CLog> log;
   std::atomic<CLog*> logInUse{nullptr};
   std::function<std::shared_ptr<LogStore>()> makeStoreForTest;
-  std::string certificateRoot;
 };
 
 /// Never destroyed: a host may let go of its last objects while the process is already being taken down.
@@ -93,12 +93,6 @@ const quorvel::ErrorReport* errorReport() noexcept {
   return mine.left ? &mine.report : nullptr;
 }
 
-std::string certificateRoot() {
-  Shared& all = shared();
-  const std::lock_guard lock(all.mutex);
-  return all.certificateRoot;
-}
-
 void setLogStoreForTest(std::function<std::shared_ptr<LogStore>()> make) {
   Shared& all = shared();
   const std::lock_guard lock(all.mutex);
@@ -117,9 +111,7 @@ std::optional<ErrorReport> lastError() {
 }
 
 void setCertificateRoot(std::string_view path) {
-  Shared& all = shared();
-  const std::lock_guard lock(all.mutex);
-  all.certificateRoot = path;
+  qv::setCertificateStoreRoot(path);
 }
 
 std::string_view version() noexcept {

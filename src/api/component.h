@@ -36,9 +36,6 @@ void clearErrorReport() noexcept;
 /// The report; null when the last operation left none. Valid until this thread's next operation.
 const quorvel::ErrorReport* errorReport() noexcept;
 
-/// Where certificate stores live, as the host set it; empty for the default.
-std::string certificateRoot();
-
 /// A test makes the log's store, or none. An empty function gives the usual one back. Takes effect with the
 /// next shared log.
 void setLogStoreForTest(std::function<std::shared_ptr<LogStore>()> make);

@@ -4,6 +4,7 @@
 
 #include <quorvel/component.h>
 
+#include "api/quorvel_cert.h"
 #include "api/quorvel_email.h"
 #include "api/quorvel_email_bundle.h"
 #include "api/quorvel_log.h"
@@ -28,6 +29,7 @@ constexpr ClassInfo kClasses[] = {
     {CQuorvelEmail::kClassName, "IQuorvelEmail3", "QuorvelMail.QuorvelEmail", makeObject<CQuorvelEmail>},
     {CQuorvelEmailBundle::kClassName, "IQuorvelEmailBundle2", "QuorvelMail.QuorvelEmailBundle",
      makeObject<CQuorvelEmailBundle>},
+    {CQuorvelCert::kClassName, "IQuorvelCert", "QuorvelMail.QuorvelCert", makeObject<CQuorvelCert>},
     {CQvStringArray::kClassName, "IQvStringArray", "QuorvelMail.QvStringArray", makeObject<CQvStringArray>},
     {CQuorvelZip::kClassName, "IQuorvelZip4", "QuorvelMail.QuorvelZip", makeObject<CQuorvelZip>},
     {CQuorvelZipEntry::kClassName, "IQuorvelZipEntry4", "", nullptr},

@@ -92,6 +92,14 @@ template <>
 struct Crossing<quorvel::Bytes> {
   static constexpr TypeInfo kType{Type::bytes};
 };
+template <>
+struct Crossing<const quorvel::Bytes&> {
+  static constexpr TypeInfo kType{Type::bytes};
+  static quorvel::Bytes take(const Argument& argument) {
+    const std::string_view bytes = std::get<std::string_view>(argument);
+    return {bytes.begin(), bytes.end()};
+  }
+};
 template <typename Interface>
 struct Crossing<Interface*> {
   static constexpr TypeInfo kType{Type::object, Interface::kInterfaceName};

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include <quorvel/certificate.h>
 #include <quorvel/email.h>
 #include <quorvel/zip.h>
 
@@ -97,6 +98,16 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
   void SetHtmlBody(std::string_view html) override;
   std::string get_Uidl() override;
   void AddHeaderField(std::string_view fieldName, std::string_view fieldValue) override;
+  std::int32_t get_ReceivedEncrypted() override;
+  std::int32_t get_ReceivedSigned() override;
+  std::string get_SignedBy() override;
+  std::int32_t get_SignaturesValid() override;
+  std::int32_t get_Decrypted() override;
+  std::string get_EncryptedBy() override;
+  std::int32_t get_SendSigned() override;
+  void put_SendSigned(std::int32_t wanted) override;
+  std::int32_t get_SendEncrypted() override;
+  void put_SendEncrypted(std::int32_t wanted) override;
   std::string get_OutlookDistList() override;
   void put_OutlookDistList(std::string_view name) override;
   std::string get_FileDistList() override;
@@ -113,7 +124,15 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
   void put_ReturnReceipt(std::int32_t wanted) override;
   void AddFileAttachment2(std::string_view filename, std::string_view contentType) override;
 
+  quorvel::Ref<quorvel::IQuorvelCert> GetEncryptCert() override;
+  void SetEncryptCert(quorvel::IQuorvelCert* cert) override;
+  quorvel::Ref<quorvel::IQuorvelCert> GetSigningCert() override;
+  void SetSigningCert(quorvel::IQuorvelCert* cert) override;
   std::int32_t LoadMime(std::string_view mimeText) override;
+  void SetAlgorithmRC2() override;
+  void SetAlgorithmRC4() override;
+  void SetAlgorithmDES() override;
+  void SetAlgorithm3DES() override;
   std::int32_t LoadEml(std::string_view filename) override;
   std::int32_t SaveEml(std::string_view filename) override;
   std::string get_ServerUidl() override;
@@ -125,8 +144,11 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
   std::string readItem(std::string_view name, ItemKind kind, std::int32_t index, Read read);
   quorvel::Bytes itemData(std::string_view name, ItemKind kind, std::int32_t index);
 
+  std::int32_t get_WhollySigned() override;
+  std::int32_t get_WhollyEncrypted() override;
   std::shared_ptr<Email> email_;  // shared with an operation that is sending it
   EmailHandle handle_;
 };
 
 }  // namespace qv
+  void setAlgorithm(std::string_view name, EncryptAlgorithm algorithm);

@@ -2,6 +2,7 @@
 // after.
 #include "api/type_library.h"
 
+#include <quorvel/certificate.h>
 #include <quorvel/email.h>
 #include <quorvel/email_bundle.h>
 #include <quorvel/log.h>
@@ -137,6 +138,16 @@ constexpr Row kEmail2[] = {
     row<&IQuorvelEmail2::SaveRelatedItem>(68, Kind::method, "SaveRelatedItem", "index, directory", "Writes a related item to a new file in a directory."),
     row<&IQuorvelEmail2::SetHtmlBody>(69, Kind::method, "SetHtmlBody", "html", "Makes this HTML the body."),
     row<&IQuorvelEmail2::get_Uidl>(70, Kind::get, "Uidl", "", "The X-UIDL field."),
+    row<&IQuorvelEmail2::get_ReceivedEncrypted>(58, Kind::get, "ReceivedEncrypted", "", "1 when an encrypted layer was met."),
+    row<&IQuorvelEmail2::get_ReceivedSigned>(59, Kind::get, "ReceivedSigned", "", "1 when a signed layer was met."),
+    row<&IQuorvelEmail2::get_SignedBy>(60, Kind::get, "SignedBy", "", "The first signer's name, as the certificate has it."),
+    row<&IQuorvelEmail2::get_SignaturesValid>(61, Kind::get, "SignaturesValid", "", "0 when a signature did not fit."),
+    row<&IQuorvelEmail2::get_Decrypted>(62, Kind::get, "Decrypted", "", "0 when a layer could not be decrypted."),
+    row<&IQuorvelEmail2::get_EncryptedBy>(63, Kind::get, "EncryptedBy", "", "The name in the certificate whose key opened the first layer."),
+    row<&IQuorvelEmail2::get_SendSigned>(64, Kind::get, "SendSigned", "", "1 when the message is to be signed."),
+    row<&IQuorvelEmail2::put_SendSigned>(64, Kind::put, "SendSigned", "value", "1 signs the message when it is sent."),
+    row<&IQuorvelEmail2::get_SendEncrypted>(65, Kind::get, "SendEncrypted", "", "1 when the message is to be encrypted."),
+    row<&IQuorvelEmail2::put_SendEncrypted>(65, Kind::put, "SendEncrypted", "value", "1 encrypts the message when it is sent."),
     row<&IQuorvelEmail2::AddHeaderField>(71, Kind::method, "AddHeaderField", "fieldName, fieldValue", "Sets a field, replacing those of its name; an empty value removes them."),
     row<&IQuorvelEmail2::get_OutlookDistList>(72, Kind::get, "OutlookDistList", "", "The address-book list that the message goes to."),
     row<&IQuorvelEmail2::put_OutlookDistList>(72, Kind::put, "OutlookDistList", "value", "An empty name removes it."),
@@ -153,7 +164,15 @@ constexpr Row kEmail2[] = {
     row<&IQuorvelEmail2::get_ReturnReceipt>(90, Kind::get, "ReturnReceipt", "", "1 when a receipt is asked for."),
     row<&IQuorvelEmail2::put_ReturnReceipt>(90, Kind::put, "ReturnReceipt", "value", "1 asks for a receipt, 0 does not."),
     row<&IQuorvelEmail2::AddFileAttachment2>(93, Kind::method, "AddFileAttachment2", "filename, contentType", "Attaches a file as this content type."),
+    row<&IQuorvelEmail2::GetEncryptCert>(80, Kind::method, "GetEncryptCert", "", "The certificate set for encrypting."),
+    row<&IQuorvelEmail2::SetEncryptCert>(81, Kind::method, "SetEncryptCert", "cert", "Encrypts for this certificate."),
+    row<&IQuorvelEmail2::GetSigningCert>(82, Kind::method, "GetSigningCert", "", "The certificate set for signing."),
+    row<&IQuorvelEmail2::SetSigningCert>(83, Kind::method, "SetSigningCert", "cert", "Signs with this certificate."),
 };
+    row<&IQuorvelEmail2::SetAlgorithmRC2>(85, Kind::method, "SetAlgorithmRC2", "", "Encrypts with RC2."),
+    row<&IQuorvelEmail2::SetAlgorithmRC4>(86, Kind::method, "SetAlgorithmRC4", "", "Encrypts with RC4, as at first."),
+    row<&IQuorvelEmail2::SetAlgorithmDES>(87, Kind::method, "SetAlgorithmDES", "", "Encrypts with DES."),
+    row<&IQuorvelEmail2::SetAlgorithm3DES>(88, Kind::method, "SetAlgorithm3DES", "", "Encrypts with triple DES."),
 
 constexpr Row kEmail3[] = {
     row<&IQuorvelEmail3::LoadMime>(95, Kind::method, "LoadMime", "mimeText", "Becomes the message of a MIME text."),
@@ -167,9 +186,45 @@ constexpr Row kStringArray[] = {
     row<&IQvStringArray::Append>(2, Kind::method, "Append", "str", "Adds a text at the end."),
     row<&IQvStringArray::Clear>(3, Kind::method, "Clear", "", "Removes all texts."),
     row<&IQvStringArray::Contains>(4, Kind::method, "Contains", "str", "1 when the text is there."),
+    row<&IQuorvelEmail3::get_WhollySigned>(98, Kind::get, "WhollySigned", "", "1 when a good signature covers the whole content."),
+    row<&IQuorvelEmail3::get_WhollyEncrypted>(99, Kind::get, "WhollyEncrypted", "", "1 when the whole content came encrypted and was opened."),
     row<&IQvStringArray::Remove>(5, Kind::method, "Remove", "str", "Removes every occurrence of a text."),
     row<&IQvStringArray::GetString>(6, Kind::method, "GetString", "index", "The text at an index; empty when out of range."),
     row<&IQvStringArray::Serialize>(7, Kind::method, "Serialize", "", "The whole array as one line of text."),
+constexpr Row kCert[] = {
+    row<&IQuorvelCert::get_Version>(1, Kind::get, "Version", "", "The version of the component."),
+    row<&IQuorvelCert::GetLog>(2, Kind::method, "GetLog", "", "This object's own log."),
+    row<&IQuorvelCert::get_ForSecureEmail>(3, Kind::get, "ForSecureEmail", "", "1 when it says that it is for secure mail."),
+    row<&IQuorvelCert::get_ForServerAuthentication>(4, Kind::get, "ForServerAuthentication", "", "1 when it says that it is for servers."),
+    row<&IQuorvelCert::get_ForClientAuthentication>(5, Kind::get, "ForClientAuthentication", "", "1 when it says that it is for clients."),
+    row<&IQuorvelCert::get_ForCodeSigning>(6, Kind::get, "ForCodeSigning", "", "1 when it says that it is for signing code."),
+    row<&IQuorvelCert::get_ForTimeStamping>(7, Kind::get, "ForTimeStamping", "", "1 when it says that it is for time stamps."),
+    row<&IQuorvelCert::get_SerialNumber>(8, Kind::get, "SerialNumber", "", "The serial number in hexadecimal."),
+    row<&IQuorvelCert::get_ValidFrom>(9, Kind::get, "ValidFrom", "", "When its validity begins, in universal time."),
+    row<&IQuorvelCert::get_ValidTo>(10, Kind::get, "ValidTo", "", "When its validity ends, in universal time."),
+    row<&IQuorvelCert::get_SubjectCN>(11, Kind::get, "SubjectCN", "", "The subject's common name."),
+    row<&IQuorvelCert::get_SubjectOU>(12, Kind::get, "SubjectOU", "", "The subject's organisational unit."),
+    row<&IQuorvelCert::get_SubjectO>(13, Kind::get, "SubjectO", "", "The subject's organisation."),
+    row<&IQuorvelCert::get_SubjectL>(14, Kind::get, "SubjectL", "", "The subject's locality."),
+    row<&IQuorvelCert::get_SubjectS>(15, Kind::get, "SubjectS", "", "The subject's state."),
+    row<&IQuorvelCert::get_SubjectC>(16, Kind::get, "SubjectC", "", "The subject's country."),
+    row<&IQuorvelCert::get_SubjectE>(17, Kind::get, "SubjectE", "", "The subject's e-mail address."),
+    row<&IQuorvelCert::get_IssuerCN>(18, Kind::get, "IssuerCN", "", "The issuer's common name."),
+    row<&IQuorvelCert::get_IssuerOU>(19, Kind::get, "IssuerOU", "", "The issuer's organisational unit."),
+    row<&IQuorvelCert::get_IssuerO>(20, Kind::get, "IssuerO", "", "The issuer's organisation."),
+    row<&IQuorvelCert::get_IssuerL>(21, Kind::get, "IssuerL", "", "The issuer's locality."),
+    row<&IQuorvelCert::get_IssuerS>(22, Kind::get, "IssuerS", "", "The issuer's state."),
+    row<&IQuorvelCert::get_IssuerC>(23, Kind::get, "IssuerC", "", "The issuer's country."),
+    row<&IQuorvelCert::get_IssuerE>(24, Kind::get, "IssuerE", "", "The issuer's e-mail address."),
+    row<&IQuorvelCert::GetImpl>(25, Kind::method, "GetImpl", "", "The component's own number for this certificate."),
+    row<&IQuorvelCert::GetEncoded>(26, Kind::method, "GetEncoded", "", "The certificate as base64."),
+    row<&IQuorvelCert::SetFromEncoded>(27, Kind::method, "SetFromEncoded", "encodedCert", "Becomes the certificate of a base64 text."),
+    row<&IQuorvelCert::SaveXmlLog>(28, Kind::method, "SaveXmlLog", "filename", "Writes this object's log as XML."),
+    row<&IQuorvelCert::LoadFromFile>(29, Kind::method, "LoadFromFile", "filename", "Becomes the certificate of a file."),
+    row<&IQuorvelCert::LoadFromBase64>(30, Kind::method, "LoadFromBase64", "encodedCert", "Becomes the certificate of a base64 or PEM text."),
+    row<&IQuorvelCert::LoadFromBinary>(31, Kind::method, "LoadFromBinary", "binaryBlob", "Becomes the certificate of these bytes."),
+};
+
     row<&IQvStringArray::AppendSerialized>(8, Kind::method, "AppendSerialized", "encodedStr", "Appends the texts of a serialized array."),
     row<&IQvStringArray::get_Unique>(9, Kind::get, "Unique", "", "1 when a text is stored once only."),
     row<&IQvStringArray::put_Unique>(9, Kind::put, "Unique", "value", "1 stores no text that is there already."),
@@ -316,3 +371,4 @@ std::span<const InterfaceRows> typeLibrary() noexcept {
 }
 
 }  // namespace qv
+    {"IQuorvelCert", "", kCert},

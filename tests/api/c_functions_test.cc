@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "api/component.h"
+#include "cert/certificate_store.h"
 
 namespace {
 
@@ -191,7 +192,7 @@ TEST(CFunctions, ListTheMembers) {
   EXPECT_STREQ(classes[1].prog_id, "QuorvelMail.QuorvelEmail");
   EXPECT_STREQ(quorvel_version(), "2.9.0");
   EXPECT_EQ(quorvel_set_certificate_root("/stores"), QUORVEL_OK);
-  EXPECT_EQ(qv::component::certificateRoot(), "/stores");
+  EXPECT_EQ(qv::certificateStoreRoot(), "/stores");
   EXPECT_EQ(quorvel_set_certificate_root(""), QUORVEL_OK);
 }
 

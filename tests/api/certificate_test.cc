@@ -1,0 +1,167 @@
+// The certificate object, and the e-mail's members for signing and encryption.
+#include <gtest/gtest.h>
+#include <quorvel/quorvel.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "support/test_certificates.h"
+
+namespace {
+
+using quorvel::IQuorvelCert;
+using quorvel::IQuorvelEmail3;
+using quorvel::Ref;
+using qv_test::jane;
+
+Ref<IQuorvelCert> newCert() {
+  return quorvel::create<IQuorvelCert>("QuorvelMail.QuorvelCert");
+}
+Ref<IQuorvelEmail3> newEmail() {
+  return quorvel::create<IQuorvelEmail3>("QuorvelMail.QuorvelEmail");
+}
+std::string reported() {
+  const auto report = quorvel::lastError();
+  return report ? report->description : "(none)";
+}
+
+TEST(CertObject, ShowsItsCertificate) {
+  const qv_test::Identity issuer =
+      qv_test::makeIdentity({.subject = {{"CN", "Root"}, {"O", "a \"b\", c"}}}, 2);
+  const qv_test::Identity identity =
+      qv_test::makeIdentity({.subject = {{"CN", "n"},
+                                         {"OU", "u"},
+                                         {"O", "o, p"},
+                                         {"L", "l"},
+                                         {"ST", "s"},
+                                         {"C", "DE"},
+                                         {"emailAddress", "e@x"}},
+                             .extensions = {{"extendedKeyUsage", "emailProtection,clientAuth"}},
+                             .serial = 0x0ABC,
+                             .issuer = &issuer,
+                             .from = 1015354987});
+  const auto cert = newCert();
+  EXPECT_EQ(cert->get_SubjectCN() + cert->get_SerialNumber() + cert->get_IssuerE(), "");
+  EXPECT_EQ(cert->get_ValidFrom(), 0);
+  cert->LoadFromBinary({identity.der.begin(), identity.der.end()});
+  EXPECT_EQ(reported(), "(none)");
+  EXPECT_EQ(cert->get_SubjectCN() + "|" + cert->get_SubjectOU() + "|" + cert->get_SubjectO() + "|" +
+                cert->get_SubjectL() + "|" + cert->get_SubjectS() + "|" + cert->get_SubjectC() + "|" +
+                cert->get_SubjectE(),
+            "n|u|o, p|l|s|DE|e@x");
+  EXPECT_EQ(cert->get_IssuerCN() + "|" + cert->get_IssuerO() + "|" + cert->get_IssuerE(), "Root|a \"b\", c|");
+  EXPECT_EQ(cert->get_SerialNumber(), "0ABC");
+  EXPECT_NEAR(cert->get_ValidFrom(), 37320.79383, 0.0001);
+  EXPECT_GT(cert->get_ValidTo(), 70000);
+  EXPECT_EQ(cert->get_ForSecureEmail(), 1);
+  EXPECT_EQ(cert->get_ForClientAuthentication(), 1);
+  EXPECT_EQ(cert->get_ForServerAuthentication() + cert->get_ForCodeSigning() + cert->get_ForTimeStamping(),
+            0);
+  EXPECT_EQ(cert->GetEncoded(), identity.base64());
+}
+
+TEST(CertObject, LoadsWhatIsACertificate) {
+  const qv::TemporaryFolder folder;
+  const std::string pem = jane().certificate().context()->pem();
+  qv::writeFile(folder / "der", jane().der);
+  qv::writeFile(folder / "pem", "Jane\n" + pem);
+  const std::string lines = pem.substr(28, pem.size() - 28 - 26);
+  const std::vector<void (*)(IQuorvelCert&, const std::string&)> loads{
+      [](IQuorvelCert& c, const std::string& text) { c.SetFromEncoded(text); },
+      [](IQuorvelCert& c, const std::string& text) { c.LoadFromBase64(text); },
+      [](IQuorvelCert& c, const std::string& text) { c.LoadFromFile(text); },
+      [](IQuorvelCert& c, const std::string& text) {
+        c.LoadFromBinary({text.begin(), text.end()});
+      },
+  };
+  const struct {
+    std::size_t load;
+    std::string text;
+    bool works;
+  } rows[] = {
+      {0, jane().base64(), true},
+      {0, lines, true},
+      {0, "", false},
+      {0, "AAAA", false},
+      {1, jane().base64(), true},
+      {1, pem, true},
+      {1, "-----BEGIN ", false},
+      {1, "x", false},
+      {2, folder / "der", true},
+      {2, folder / "pem", true},
+      {2, folder / "no", false},
+      {2, "", false},
+      {3, jane().der, true},
+      {3, pem, true},
+      {3, "", false},
+      {3, jane().der.substr(0, 300), false},
+  };
+  for (const auto& row : rows) {
+    const auto cert = newCert();
+    cert->SetFromEncoded(qv_test::max().base64());
+    loads[row.load](*cert, row.text);
+    EXPECT_EQ(cert->GetEncoded(), row.works ? jane().base64() : qv_test::max().base64())
+        << row.load << row.text;
+    if (row.works) continue;
+    loads[row.load](*cert, row.text);
+    EXPECT_NE(reported(), "(none)") << row.load << row.text;
+    EXPECT_NE(cert->GetLog()->GetErrorEntries().find("CertCreateCertificateContext: "), std::string::npos);
+  }
+  const auto empty = newCert();
+  EXPECT_EQ(empty->GetEncoded(), "");
+  EXPECT_EQ(reported(), "Failed to get encoded certificate: no cert context found");
+  empty->SaveXmlLog(folder / "log.xml");
+  EXPECT_NE(qv::contentsOf(folder / "log.xml").find("no cert context found"), std::string::npos);
+  empty->SaveXmlLog("/no/such/folder/log.xml");
+  EXPECT_EQ(reported(), "Failed to save XML log");
+}
+
+TEST(EmailSecurity, KeepsCertificatesForSending) {
+  const auto email = newEmail();
+  const auto cert = newCert();
+  EXPECT_FALSE(email->GetSigningCert());
+  EXPECT_EQ(reported(), "No signing certificate has been set for this email.");
+  EXPECT_FALSE(email->GetEncryptCert());
+  EXPECT_EQ(reported(), "No encryption certificate has been set for this email.");
+  email->SetSigningCert(nullptr);
+  EXPECT_EQ(reported(), "Failed to create internal certificate object");
+  email->SetEncryptCert(cert.get());
+  EXPECT_NE(reported().find("Failed to get encoded certificate"), std::string::npos);
+
+  cert->SetFromEncoded(jane().base64());
+  email->SetSigningCert(cert.get());
+  cert->SetFromEncoded(qv_test::max().base64());
+  email->SetEncryptCert(cert.get());
+  EXPECT_EQ(reported(), "(none)");
+  EXPECT_EQ(email->GetSigningCert()->get_SubjectE(), "jane@example.org");
+  EXPECT_EQ(email->GetEncryptCert()->get_SubjectE(), "max@example.net");
+}
+
+TEST(EmailSecurity, IsOffAtFirst) {
+  const auto email = newEmail();
+  EXPECT_EQ(email->get_SendSigned() + email->get_SendEncrypted() + email->get_ReceivedSigned() +
+                email->get_ReceivedEncrypted() + email->get_SignaturesValid() + email->get_Decrypted() +
+                email->get_WhollySigned() + email->get_WhollyEncrypted(),
+            0);
+  EXPECT_EQ(email->get_SignedBy() + email->get_EncryptedBy(), "");
+  email->put_SendSigned(-5);
+  email->put_SendEncrypted(2);
+  EXPECT_EQ(email->get_SendSigned() + email->get_SendEncrypted(), 2);
+}
+
+TEST(EmailSecurity, ShowsWhatReadingFound) {
+  const qv_test::TemporaryStores stores;
+  const auto email = newEmail();
+  EXPECT_EQ(email->LoadMime("Subject: s\r\n\r\nx"), 1);
+  EXPECT_EQ(email->get_ReceivedSigned() + email->get_ReceivedEncrypted(), 0);
+  EXPECT_EQ(email->get_SignaturesValid() + email->get_Decrypted(), 2);
+  EXPECT_EQ(email->LoadMime("Content-Type: application/pkcs7-mime; smime-type=signed-data\r\n\r\nx"), 1);
+  EXPECT_EQ(email->get_ReceivedSigned(), 1);
+  EXPECT_EQ(email->get_SignaturesValid() + email->get_WhollySigned(), 0);
+  EXPECT_EQ(email->LoadMime("Content-Type: application/pkcs7-mime\r\n\r\nx"), 1);
+  EXPECT_EQ(email->get_ReceivedEncrypted(), 1);
+  EXPECT_EQ(email->get_Decrypted() + email->get_WhollyEncrypted(), 0);
+}
+
+}  // namespace
