@@ -48,6 +48,11 @@ bool SmtpDialogue::sendDirect(std::string_view bytes, CLog* log) {
   return socket_ != nullptr && socket_->sendBytes(bytes, log, nullptr);
 }
 
+void SmtpDialogue::hide(std::string_view secret) {
+  hidden_.add(secret);
+  hidden_.hideIn(transcript_);
+}
+
 std::optional<std::string_view> SmtpDialogue::readLine(CLog* log) {
   if (socket_ == nullptr) {
     logError(log, "No socket for getting a command response");

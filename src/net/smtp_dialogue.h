@@ -46,8 +46,9 @@ class SmtpDialogue {
   bool sendCommand(std::string_view bytes, CLog* log, ProgressMonitor* progress = nullptr);
   /// Sends bytes that the transcript must not show.
   bool sendDirect(std::string_view bytes, CLog* log);
-  /// From now on hidden in what the server says, for as long as the dialogue lasts.
-  void hide(std::string_view secret) { hidden_.add(secret); }
+  /// Hidden from now on in what the server says, for as long as the dialogue lasts, and in what the
+  /// transcript holds already.
+  void hide(std::string_view secret);
   /// Reads one line with its CR LF. The text is valid until the next line is read.
   std::optional<std::string_view> readLine(CLog* log);
   /// Reads one line and gives it only when its code is `code`.

@@ -2,13 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
 #include <set>
 #include <string>
 
+#include "../../fuzz/login_laws.h"
 #include "core/text.h"
 #include "net/md5.h"
 #include "net/smtp_session.h"
+#include "platform/temporary_folder.h"
 #include "support/fed_socket.h"
 #include "support/log_lines.h"
 #include "support/login_server.h"
@@ -511,6 +514,23 @@ TEST(SmtpLogin, SecretsStayOutOfAllLogs) {
         }
       }
     }
+  }
+}
+
+TEST(SmtpLogin, FuzzSeedsKeepTheLaws) {
+  const struct {
+    const char* target;
+    void (*check)(std::string_view);
+  } rows[] = {{"smtp_login", laws::checkSmtpLogin}, {"ntlm_challenge", laws::checkNtlmChallenge}};
+  for (const auto& row : rows) {
+    std::size_t count = 0;
+    for (const auto& seed :
+         std::filesystem::directory_iterator(QUORVEL_TEST_DATA "/../../fuzz/seeds/"s + row.target)) {
+      SCOPED_TRACE(seed.path());
+      row.check(contentsOf(seed.path()));
+      ++count;
+    }
+    EXPECT_GT(count, 0U) << row.target;
   }
 }
 
