@@ -87,6 +87,15 @@ class QUORVEL_API IQuorvelEmail : public IQuorvelObject {
   /// What holds no '@' changes nothing.
   virtual std::string get_FromAddress() = 0;
   virtual void put_FromAddress(std::string_view address) = 0;
+  // Mail merge. As the e-mail is sent, each pattern is replaced in a copy of it: in every text, the subject,
+  // the sender and the recipients, in the order of the patterns. The e-mail itself stays as it is.
+  /// A pattern that is there already gets the new text and moves to the end. 0 when it is empty.
+  virtual std::int32_t SetReplacePattern(std::string_view pattern, std::string_view replaceString) = 0;
+  virtual std::int32_t get_NumReplacePatterns() = 0;
+  virtual std::string GetReplacePattern(std::int32_t index) = 0;
+  virtual std::string GetReplaceString(std::int32_t index) = 0;
+  /// What takes the place of a pattern, which is compared byte by byte.
+  virtual std::string GetReplaceString2(std::string_view pattern) = 0;
   /// The Content-ID field, with its angle brackets.
   virtual std::string GetAttachmentContentID(std::int32_t index) = 0;
   /// The text with CR LF line ends.
@@ -114,15 +123,6 @@ class QUORVEL_API IQuorvelEmail2 : public IQuorvelEmail {
   /// Replaces the alternative of that type when there is one.
   virtual void AddPlainTextAlternativeBody(std::string_view body) = 0;
   virtual void AddHtmlAlternativeBody(std::string_view body) = 0;
-  /// Adds a file that the HTML body refers to and gives the Content-ID to refer to it by ("cid:" and this),
-  /// without angle brackets. A file that cannot be read fails with an error report and changes nothing.
-  virtual std::string AddRelatedContent(std::string_view filename) = 0;
-  virtual std::int32_t get_NumRelatedItems() = 0;
-  /// As SaveAttachedFile. Without a file name the item's other names are taken, at last "relatedItem0".
-  virtual std::int32_t SaveRelatedItem(std::int32_t index, std::string_view directory) = 0;
-  virtual void SetHtmlBody(std::string_view html) = 0;
-  /// The X-UIDL field, which a message may also have brought along; `ServerUidl` is the server's word.
-  virtual std::string get_Uidl() = 0;
   // What reading the message found of signed and encrypted layers (docs/secure-mail.md). Validity says that a
   // text is what the holder of some key signed, not whose key that is.
   virtual std::int32_t get_ReceivedEncrypted() = 0;
@@ -140,6 +140,15 @@ class QUORVEL_API IQuorvelEmail2 : public IQuorvelEmail {
   virtual void put_SendSigned(std::int32_t wanted) = 0;
   virtual std::int32_t get_SendEncrypted() = 0;
   virtual void put_SendEncrypted(std::int32_t wanted) = 0;
+  /// Adds a file that the HTML body refers to and gives the Content-ID to refer to it by ("cid:" and this),
+  /// without angle brackets. A file that cannot be read fails with an error report and changes nothing.
+  virtual std::string AddRelatedContent(std::string_view filename) = 0;
+  virtual std::int32_t get_NumRelatedItems() = 0;
+  /// As SaveAttachedFile. Without a file name the item's other names are taken, at last "relatedItem0".
+  virtual std::int32_t SaveRelatedItem(std::int32_t index, std::string_view directory) = 0;
+  virtual void SetHtmlBody(std::string_view html) = 0;
+  /// The X-UIDL field, which a message may also have brought along; `ServerUidl` is the server's word.
+  virtual std::string get_Uidl() = 0;
   /// Replaces every field of that name, and the members that it stands for; an empty value removes it.
   virtual void AddHeaderField(std::string_view fieldName, std::string_view fieldValue) = 0;
   virtual std::string get_OutlookDistList() = 0;
@@ -155,28 +164,35 @@ class QUORVEL_API IQuorvelEmail2 : public IQuorvelEmail {
   virtual Bytes GetRelatedData(std::int32_t index) = 0;
   /// A number by which the component knows this e-mail; of no meaning to a host.
   virtual std::int32_t GetImpl() = 0;
-  /// Reads a file, as for an HTML body; the e-mail does not change. Fails with an error report.
-  virtual std::string GetFileContent(std::string_view filename) = 0;
-  /// Bytes of the header fields and of the bodies before any transfer coding.
-  virtual std::int32_t get_Size() = 0;
-  virtual std::int32_t get_ReturnReceipt() = 0;
-  virtual void put_ReturnReceipt(std::int32_t wanted) = 0;
-  /// As AddFileAttachment, with a content type of the caller's; an empty one means that of the extension.
-  virtual void AddFileAttachment2(std::string_view filename, std::string_view contentType) = 0;
-};
   // The certificate to encrypt for (else that of the first To address) and the one to sign with (else that of
   // the sender). Reading one that was not set, and setting what is none, fail with an error report.
   virtual Ref<IQuorvelCert> GetEncryptCert() = 0;
   virtual void SetEncryptCert(IQuorvelCert* cert) = 0;
   virtual Ref<IQuorvelCert> GetSigningCert() = 0;
   virtual void SetSigningCert(IQuorvelCert* cert) = 0;
-
-class QUORVEL_API IQuorvelEmail3 : public IQuorvelEmail2 {
+  /// Reads a file, as for an HTML body; the e-mail does not change. Fails with an error report.
+  virtual std::string GetFileContent(std::string_view filename) = 0;
   // The cipher of an encrypted message; RC4 at first. Triple DES is the strongest of them.
   virtual void SetAlgorithmRC2() = 0;
   virtual void SetAlgorithmRC4() = 0;
   virtual void SetAlgorithmDES() = 0;
   virtual void SetAlgorithm3DES() = 0;
+  /// Bytes of the header fields and of the bodies before any transfer coding.
+  virtual std::int32_t get_Size() = 0;
+  virtual std::int32_t get_ReturnReceipt() = 0;
+  virtual void put_ReturnReceipt(std::int32_t wanted) = 0;
+  /// A copy to pass on: "FW: " before the subject, who wrote what when in front of the text, no recipients.
+  /// The sender goes on being read as before until it is set anew.
+  virtual Ref<IQuorvelEmail2> CreateForward() = 0;
+  /// The same to answer, with "RE: ": addressed to the sender alone.
+  virtual Ref<IQuorvelEmail2> CreateReply() = 0;
+  /// As AddFileAttachment, with a content type of the caller's; an empty one means that of the extension.
+  virtual void AddFileAttachment2(std::string_view filename, std::string_view contentType) = 0;
+  /// A copy that shares nothing with this e-mail. It has no Bcc recipients and no replace patterns.
+  virtual Ref<IQuorvelEmail2> Clone() = 0;
+};
+
+class QUORVEL_API IQuorvelEmail3 : public IQuorvelEmail2 {
  public:
   using Base = IQuorvelEmail2;
   static constexpr std::string_view kInterfaceName = "IQuorvelEmail3";
@@ -188,14 +204,14 @@ class QUORVEL_API IQuorvelEmail3 : public IQuorvelEmail2 {
   virtual std::int32_t LoadEml(std::string_view filename) = 0;
   /// Writes what GetMime gives to a file, which is replaced as a whole.
   virtual std::int32_t SaveEml(std::string_view filename) = 0;
+  /// 1 when one good layer with a signer held the whole message, all of its text and attachments: no foreign
+  /// text stands beside what was signed. The subject and the addresses are not part of that.
+  virtual std::int32_t get_WhollySigned() = 0;
+  /// 1 when the whole message came encrypted and was opened.
+  virtual std::int32_t get_WhollyEncrypted() = 0;
   /// The unique id under which the POP3 server listed this message, whatever the message says itself; empty
   /// when it came from elsewhere.
   virtual std::string get_ServerUidl() = 0;
 };
 
 }  // namespace quorvel
-  /// 1 when one good layer with a signer held the whole message, all of its text and attachments: no foreign
-  /// text stands beside what was signed. The subject and the addresses are not part of that.
-  virtual std::int32_t get_WhollySigned() = 0;
-  /// 1 when the whole message came encrypted and was opened.
-  virtual std::int32_t get_WhollyEncrypted() = 0;

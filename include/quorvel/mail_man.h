@@ -25,6 +25,10 @@ class QUORVEL_API IQuorvelMailMan : public IQuorvelObject {
   /// 1 when the server took the message for at least one recipient; the log names those it refused. A failure
   /// leaves an error report.
   virtual std::int32_t SendEmail(IQuorvelEmail* email) = 0;
+  /// Sends the e-mails of a bundle one after the other in one session. 1 when none of them ended it before
+  /// its time: an e-mail that the server takes for none of its recipients is passed over, the log says so. A
+  /// server that cannot be reached leaves no error report.
+  virtual std::int32_t SendBundle(IQuorvelEmailBundle* bundle) = 0;
   virtual std::string get_MailHost() = 0;  ///< the POP3 server
   virtual void put_MailHost(std::string_view host) = 0;
   virtual std::string get_PopUsername() = 0;
@@ -47,8 +51,24 @@ class QUORVEL_API IQuorvelMailMan : public IQuorvelObject {
   virtual Ref<IQuorvelEmailBundle> CopyMail() = 0;
   /// The same, and deletes from the server what the bundle holds, nothing else.
   virtual Ref<IQuorvelEmailBundle> TransferMail() = 0;
+  /// E-mails are labelled with the charset of this language, as "French", when they are sent. Setting it
+  /// empties `DefaultCharset`, and the reverse; without both they keep their own.
+  virtual std::string get_DefaultLanguage() = 0;
+  virtual void put_DefaultLanguage(std::string_view language) = 0;
   /// The number of messages on the server; -1, with an error report, when it cannot be told.
   virtual std::int32_t CheckMail() = 0;
+  virtual std::string get_DefaultCharset() = 0;
+  virtual void put_DefaultCharset(std::string_view charset) = 0;
+  // Which of a language's charsets is meant. Setting one of these, also to 0, clears the other two.
+  virtual std::int32_t get_PreferIsoCharset() = 0;
+  virtual void put_PreferIsoCharset(std::int32_t prefer) = 0;
+  virtual std::int32_t get_PreferMicrosoftCharset() = 0;
+  virtual void put_PreferMicrosoftCharset(std::int32_t prefer) = 0;
+  virtual std::int32_t get_PreferMacCharset() = 0;
+  virtual void put_PreferMacCharset(std::int32_t prefer) = 0;
+  // No longer available: these fail with an error report.
+  virtual void StartMailWatch(std::int32_t waitSeconds) = 0;
+  virtual void StopMailWatch() = 0;
   virtual std::string get_Version() = 0;
   /// Null, with an error report, when there is no log.
   virtual Ref<IQuorvelLog> GetLog() = 0;
@@ -65,6 +85,8 @@ class QUORVEL_API IQuorvelMailMan2 : public IQuorvelMailMan {
   /// The messages of a mailbox file (mbox) that the filter keeps, the last one of the file first. Empty when
   /// the file cannot be read; the log says why.
   virtual Ref<IQuorvelEmailBundle> LoadMbx(std::string_view mbxFileName) = 0;
+  /// There is no Outlook to load from: fails with an error report.
+  virtual Ref<IQuorvelEmailBundle> LoadOutlookFolder(std::string_view folderPath) = 0;
   /// The e-mails of an XML document that the filter keeps, the last one first. A file that cannot be read, or
   /// a text without any element, fails with an error report.
   virtual Ref<IQuorvelEmailBundle> LoadXmlFile(std::string_view folderPath) = 0;
@@ -72,10 +94,14 @@ class QUORVEL_API IQuorvelMailMan2 : public IQuorvelMailMan {
   /// Which messages the receiving operations keep, as `Subject like "*report*"`; empty keeps all.
   virtual std::string get_Filter() = 0;
   virtual void put_Filter(std::string_view expression) = 0;
+  /// There is no Outlook to send with: fails with an error report.
+  virtual void SendViaOutlook(IQuorvelEmail2* iEmail) = 0;
   virtual std::string get_SmtpUsername() = 0;
   virtual void put_SmtpUsername(std::string_view username) = 0;
   virtual std::string get_SmtpPassword() = 0;
   virtual void put_SmtpPassword(std::string_view password) = 0;
+  /// Not implemented: fails with an error report.
+  virtual void ImportCertificates(std::string_view filename) = 0;
   /// A journal file that every accepted message is appended to; none when empty.
   virtual std::string get_LogMailSentFilename() = 0;
   virtual void put_LogMailSentFilename(std::string_view filename) = 0;
@@ -107,12 +133,22 @@ class QUORVEL_API IQuorvelMailMan2 : public IQuorvelMailMan {
   virtual std::int32_t VerifySmtpLogin() = 0;
   virtual std::string get_SmtpLoginDomain() = 0;
   virtual void put_SmtpLoginDomain(std::string_view domain) = 0;
+  // Kept for an Outlook that there is none of.
+  virtual std::string get_OutlookContactsFolder() = 0;
+  virtual void put_OutlookContactsFolder(std::string_view folder) = 0;
+  virtual std::int32_t get_AutoAddContacts() = 0;
+  virtual void put_AutoAddContacts(std::int32_t add) = 0;
   /// "NTLM", "CRAM-MD5", "LOGIN", "PLAIN"; the best that the server offers when empty.
   virtual std::string get_SmtpAuthMethod() = 0;
   virtual void put_SmtpAuthMethod(std::string_view method) = 0;
   /// Whether each address of a distribution list gets a message of its own; 1 at first.
   virtual std::int32_t get_SendIndividual() = 0;
   virtual void put_SendIndividual(std::int32_t individual) = 0;
+  /// Has e-mails signed and encrypted by the signing service, with this login; without such a service, and at
+  /// first, it is done on this machine.
+  virtual void UseQuorvelService(std::string_view username, std::string_view domain,
+                                 std::string_view password) = 0;
+  virtual void NoQuorvelService() = 0;
   /// Whether certificates that come with received mail are kept; 1 at first.
   virtual std::int32_t get_AutoSaveCerts() = 0;
   virtual void put_AutoSaveCerts(std::int32_t save) = 0;

@@ -11,7 +11,7 @@ namespace {
 
 struct Table {
   std::mutex mutex;
-  std::unordered_map<std::int32_t, std::shared_ptr<Email>> emails;
+  std::unordered_map<std::int32_t, InternalEmail> emails;
   std::int32_t last = 0;
 };
 
@@ -23,7 +23,7 @@ Table& table() {
 
 }  // namespace
 
-EmailHandle::EmailHandle(std::shared_ptr<Email> email) {
+EmailHandle::EmailHandle(InternalEmail email) {
   Table& all = table();
   const std::lock_guard lock(all.mutex);
   do {
@@ -35,7 +35,7 @@ EmailHandle::EmailHandle(std::shared_ptr<Email> email) {
 
 EmailHandle::~EmailHandle() {
   Table& all = table();
-  std::shared_ptr<Email> email;  // deleted after the lock is gone
+  InternalEmail email;  // deleted after the lock is gone
   const std::lock_guard lock(all.mutex);
   const auto found = all.emails.find(number_);
   email = std::move(found->second);
@@ -45,19 +45,23 @@ EmailHandle::~EmailHandle() {
 void EmailHandle::setEmail(std::shared_ptr<Email> email) {
   Table& all = table();
   const std::lock_guard lock(all.mutex);
-  all.emails.find(number_)->second.swap(email);
+  all.emails.find(number_)->second.email.swap(email);
 }
 
-std::shared_ptr<Email> emailOfNumber(std::int32_t number) {
+InternalEmail emailOfNumber(std::int32_t number) {
   Table& all = table();
   const std::lock_guard lock(all.mutex);
   const auto found = all.emails.find(number);
-  return found == all.emails.end() ? nullptr : found->second;
+  return found == all.emails.end() ? InternalEmail{} : found->second;
 }
 
 std::shared_ptr<Email> internalEmail(quorvel::IQuorvelEmail& email) {
+  return emailToSend(email).email;
+}
+
+InternalEmail emailToSend(quorvel::IQuorvelEmail& email) {
   const auto object = email.as<quorvel::IQuorvelEmail2>();
-  return object ? emailOfNumber(object->GetImpl()) : nullptr;
+  return object ? emailOfNumber(object->GetImpl()) : InternalEmail{};
 }
 
 }  // namespace qv

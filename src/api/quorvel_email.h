@@ -15,6 +15,7 @@
 #include "api/public_call.h"
 #include "email/email.h"
 #include "email/email_items.h"
+#include "email/replace_patterns.h"
 
 namespace qv {
 
@@ -77,6 +78,11 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
   void put_FromName(std::string_view name) override;
   std::string get_FromAddress() override;
   void put_FromAddress(std::string_view address) override;
+  std::int32_t SetReplacePattern(std::string_view pattern, std::string_view replaceString) override;
+  std::int32_t get_NumReplacePatterns() override;
+  std::string GetReplacePattern(std::int32_t index) override;
+  std::string GetReplaceString(std::int32_t index) override;
+  std::string GetReplaceString2(std::string_view pattern) override;
   std::string GetAttachmentContentID(std::int32_t index) override;
   std::string GetAttachmentStringCrLf(std::int32_t index) override;
   std::string GetXml() override;
@@ -92,12 +98,6 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
   std::int32_t get_NumAlternatives() override;
   void AddPlainTextAlternativeBody(std::string_view body) override;
   void AddHtmlAlternativeBody(std::string_view body) override;
-  std::string AddRelatedContent(std::string_view filename) override;
-  std::int32_t get_NumRelatedItems() override;
-  std::int32_t SaveRelatedItem(std::int32_t index, std::string_view directory) override;
-  void SetHtmlBody(std::string_view html) override;
-  std::string get_Uidl() override;
-  void AddHeaderField(std::string_view fieldName, std::string_view fieldValue) override;
   std::int32_t get_ReceivedEncrypted() override;
   std::int32_t get_ReceivedSigned() override;
   std::string get_SignedBy() override;
@@ -108,6 +108,12 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
   void put_SendSigned(std::int32_t wanted) override;
   std::int32_t get_SendEncrypted() override;
   void put_SendEncrypted(std::int32_t wanted) override;
+  std::string AddRelatedContent(std::string_view filename) override;
+  std::int32_t get_NumRelatedItems() override;
+  std::int32_t SaveRelatedItem(std::int32_t index, std::string_view directory) override;
+  void SetHtmlBody(std::string_view html) override;
+  std::string get_Uidl() override;
+  void AddHeaderField(std::string_view fieldName, std::string_view fieldValue) override;
   std::string get_OutlookDistList() override;
   void put_OutlookDistList(std::string_view name) override;
   std::string get_FileDistList() override;
@@ -118,37 +124,42 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
   std::string GetRelatedString(std::int32_t index) override;
   quorvel::Bytes GetRelatedData(std::int32_t index) override;
   std::int32_t GetImpl() override;
-  std::string GetFileContent(std::string_view filename) override;
-  std::int32_t get_Size() override;
-  std::int32_t get_ReturnReceipt() override;
-  void put_ReturnReceipt(std::int32_t wanted) override;
-  void AddFileAttachment2(std::string_view filename, std::string_view contentType) override;
-
   quorvel::Ref<quorvel::IQuorvelCert> GetEncryptCert() override;
   void SetEncryptCert(quorvel::IQuorvelCert* cert) override;
   quorvel::Ref<quorvel::IQuorvelCert> GetSigningCert() override;
   void SetSigningCert(quorvel::IQuorvelCert* cert) override;
-  std::int32_t LoadMime(std::string_view mimeText) override;
+  std::string GetFileContent(std::string_view filename) override;
   void SetAlgorithmRC2() override;
   void SetAlgorithmRC4() override;
   void SetAlgorithmDES() override;
   void SetAlgorithm3DES() override;
+  std::int32_t get_Size() override;
+  std::int32_t get_ReturnReceipt() override;
+  void put_ReturnReceipt(std::int32_t wanted) override;
+  quorvel::Ref<quorvel::IQuorvelEmail2> CreateForward() override;
+  quorvel::Ref<quorvel::IQuorvelEmail2> CreateReply() override;
+  void AddFileAttachment2(std::string_view filename, std::string_view contentType) override;
+  quorvel::Ref<quorvel::IQuorvelEmail2> Clone() override;
+
+  std::int32_t LoadMime(std::string_view mimeText) override;
   std::int32_t LoadEml(std::string_view filename) override;
   std::int32_t SaveEml(std::string_view filename) override;
+  std::int32_t get_WhollySigned() override;
+  std::int32_t get_WhollyEncrypted() override;
   std::string get_ServerUidl() override;
 
  private:
+  quorvel::Ref<quorvel::IQuorvelEmail2> copy(std::string_view name, void (Email::*change)());
   Outcome become(std::string_view mimeText, CLog* log);
+  void setAlgorithm(std::string_view name, EncryptAlgorithm algorithm);
   std::string attach(std::string_view name, std::string_view filename, std::string_view contentType);
   template <typename Read>
   std::string readItem(std::string_view name, ItemKind kind, std::int32_t index, Read read);
   quorvel::Bytes itemData(std::string_view name, ItemKind kind, std::int32_t index);
 
-  std::int32_t get_WhollySigned() override;
-  std::int32_t get_WhollyEncrypted() override;
-  std::shared_ptr<Email> email_;  // shared with an operation that is sending it
+  std::shared_ptr<Email> email_;  // shared with an operation that is sending it, as the next
+  std::shared_ptr<ReplacePatterns> patterns_;
   EmailHandle handle_;
 };
 
 }  // namespace qv
-  void setAlgorithm(std::string_view name, EncryptAlgorithm algorithm);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <vector>
 
 #include "api/component.h"
 #include "api/email_handles.h"
@@ -16,6 +17,31 @@ Outcome outcomeOf(const SendReport& report) {
   if (report.success) return Outcome::done;
   return report.reportError ? Outcome::failed : Outcome::failedQuietly;
 }
+
+OutgoingEmail outgoing(const InternalEmail& email) {
+  return {email.email.get(), email.patterns.get()};
+}
+
+/// The e-mails of a bundle, in its order. The bundle may be the host's own.
+std::vector<InternalEmail> emailsOf(quorvel::IQuorvelEmailBundle& bundle) {
+  std::vector<InternalEmail> emails;
+  const std::int32_t count = bundle.get_MessageCount();
+  for (std::int32_t i = 0; i < count; ++i) {
+    const auto email = bundle.GetEmail(i);
+    emails.push_back(email ? emailToSend(*email) : InternalEmail{});
+  }
+  return emails;
+}
+
+void failWith(const Operation& operation, void (*logFailure)(CLog*, std::string_view),
+              std::string_view message) {
+  publicCall(operation, [&](CLog* log) {
+    logFailure(log, message);
+    return Outcome::failed;
+  });
+}
+
+constexpr std::string_view kNoLonger = "This method is no longer available and is not supported.";
 
 }  // namespace
 
@@ -99,6 +125,110 @@ std::string CQuorvelMailMan::get_Version() {
   return publicRead(plain("get_Version"), [](CLog*) { return std::string(component::kVersion); });
 }
 
+// The charset of what is sent.
+
+std::string CQuorvelMailMan::get_DefaultLanguage() {
+  return publicRead(plain("get_DefaultLanguage"),
+                    [this](CLog*) { return settings_.defaults.language.str(); });
+}
+void CQuorvelMailMan::put_DefaultLanguage(std::string_view language) {
+  publicCall(plain("put_DefaultLanguage"), [&](CLog*) {
+    settings_.defaults.language = language;
+    settings_.defaults.charset.clear();
+  });
+}
+
+std::string CQuorvelMailMan::get_DefaultCharset() {
+  return publicRead(plain("get_DefaultCharset"), [this](CLog*) { return settings_.defaults.charset.str(); });
+}
+void CQuorvelMailMan::put_DefaultCharset(std::string_view charset) {
+  publicCall(plain("put_DefaultCharset"), [&](CLog*) {
+    settings_.defaults.charset = charset;
+    settings_.defaults.language.clear();
+  });
+}
+
+std::int32_t CQuorvelMailMan::prefers(std::string_view name, CharsetFamily family) {
+  return publicRead(plain(name), [&](CLog*) { return settings_.defaults.preferred == family ? 1 : 0; });
+}
+void CQuorvelMailMan::setPreferred(std::string_view name, CharsetFamily family, std::int32_t prefer) {
+  publicCall(plain(name),
+             [&](CLog*) { settings_.defaults.preferred = prefer != 0 ? family : CharsetFamily::none; });
+}
+
+std::int32_t CQuorvelMailMan::get_PreferIsoCharset() {
+  return prefers("get_PreferIsoCharset", CharsetFamily::iso);
+}
+void CQuorvelMailMan::put_PreferIsoCharset(std::int32_t prefer) {
+  setPreferred("put_PreferIsoCharset", CharsetFamily::iso, prefer);
+}
+
+std::int32_t CQuorvelMailMan::get_PreferMicrosoftCharset() {
+  return prefers("get_PreferMicrosoftCharset", CharsetFamily::microsoft);
+}
+void CQuorvelMailMan::put_PreferMicrosoftCharset(std::int32_t prefer) {
+  setPreferred("put_PreferMicrosoftCharset", CharsetFamily::microsoft, prefer);
+}
+
+std::int32_t CQuorvelMailMan::get_PreferMacCharset() {
+  return prefers("get_PreferMacCharset", CharsetFamily::mac);
+}
+void CQuorvelMailMan::put_PreferMacCharset(std::int32_t prefer) {
+  setPreferred("put_PreferMacCharset", CharsetFamily::mac, prefer);
+}
+
+// The signing service.
+
+void CQuorvelMailMan::UseQuorvelService(std::string_view username, std::string_view domain,
+                                        std::string_view password) {
+  publicCall(onServer("UseQuorvelService"), [&](CLog* log) {
+    settings_.service = {.isUsed = true, .login = {username, domain, password}};
+    logData(log, "quorvel_service_user", username);
+    logData(log, "quorvel_service_domain", domain);
+  });
+}
+
+void CQuorvelMailMan::NoQuorvelService() {
+  publicCall(inContext("NoQuorvelService"), [this](CLog*) { settings_.service.isUsed = false; });
+}
+
+// What there was once, or is not yet.
+
+void CQuorvelMailMan::StartMailWatch(std::int32_t) {
+  failWith(inContext("StartMailWatch"), logCommonError, kNoLonger);
+}
+void CQuorvelMailMan::StopMailWatch() {
+  failWith(inContext("StopMailWatch"), logCommonError, kNoLonger);
+}
+void CQuorvelMailMan::ImportCertificates(std::string_view) {
+  failWith(inContext("ImportCertificates"), logError, "This method is not yet implemented.");
+}
+
+quorvel::Ref<quorvel::IQuorvelEmailBundle> CQuorvelMailMan::LoadOutlookFolder(std::string_view) {
+  failWith(inContext("LoadOutlookFolder"), logError, "Failed to get mail. (4)");
+  return nullptr;
+}
+void CQuorvelMailMan::SendViaOutlook(quorvel::IQuorvelEmail2* iEmail) {
+  failWith(
+      inContext("SendViaOutlook"), logError,
+      iEmail == nullptr ? "Email parameter is NULL in SendViaOutlook" : "Internal error in SendViaOutlook");
+}
+
+std::string CQuorvelMailMan::get_OutlookContactsFolder() {
+  return publicRead(plain("get_OutlookContactsFolder"),
+                    [this](CLog*) { return outlookContactsFolder_.str(); });
+}
+void CQuorvelMailMan::put_OutlookContactsFolder(std::string_view folder) {
+  publicCall(plain("put_OutlookContactsFolder"), [&](CLog*) { outlookContactsFolder_ = folder; });
+}
+
+std::int32_t CQuorvelMailMan::get_AutoAddContacts() {
+  return publicRead(plain("get_AutoAddContacts"), [this](CLog*) { return autoAddContacts_ ? 1 : 0; });
+}
+void CQuorvelMailMan::put_AutoAddContacts(std::int32_t add) {
+  publicCall(plain("put_AutoAddContacts"), [&](CLog*) { autoAddContacts_ = add != 0; });
+}
+
 // Sending.
 
 /// Runs `use` on an outbox of its own. A sink may change the settings and let go of this object meanwhile:
@@ -120,8 +250,21 @@ std::int32_t CQuorvelMailMan::SendEmail(quorvel::IQuorvelEmail* email) {
       logError(log, "Email parameter is NULL in SendEmail");
       return Outcome::failed;
     }
-    const std::shared_ptr<Email> message = internalEmail(*email);
-    return outcomeOf(outbox.sendEmail({message.get()}));
+    const InternalEmail message = emailToSend(*email);
+    return outcomeOf(outbox.sendEmail(outgoing(message)));
+  });
+}
+
+std::int32_t CQuorvelMailMan::SendBundle(quorvel::IQuorvelEmailBundle* bundle) {
+  return send(onServer("SendBundle"), [&](Outbox outbox, CLog* log) {
+    if (bundle == nullptr) {
+      logError(log, "Bundle parameter is NULL in SendBundle");
+      return Outcome::failed;
+    }
+    const std::vector<InternalEmail> messages = emailsOf(*bundle);
+    std::vector<OutgoingEmail> emails;
+    for (const InternalEmail& message : messages) emails.push_back(outgoing(message));
+    return outcomeOf(outbox.sendBundle(emails));
   });
 }
 

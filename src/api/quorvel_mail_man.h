@@ -31,6 +31,7 @@ class CQuorvelMailMan final : public ObjectBase<quorvel::IQuorvelMailMan3>,
   std::string get_SmtpHost() override;
   void put_SmtpHost(std::string_view host) override;
   std::int32_t SendEmail(quorvel::IQuorvelEmail* email) override;
+  std::int32_t SendBundle(quorvel::IQuorvelEmailBundle* bundle) override;
   std::string get_MailHost() override;
   void put_MailHost(std::string_view host) override;
   std::string get_PopUsername() override;
@@ -47,21 +48,36 @@ class CQuorvelMailMan final : public ObjectBase<quorvel::IQuorvelMailMan3>,
   void put_SizeLimit(std::int32_t bytes) override;
   quorvel::Ref<quorvel::IQuorvelEmailBundle> CopyMail() override;
   quorvel::Ref<quorvel::IQuorvelEmailBundle> TransferMail() override;
+  std::string get_DefaultLanguage() override;
+  void put_DefaultLanguage(std::string_view language) override;
   std::int32_t CheckMail() override;
+  std::string get_DefaultCharset() override;
+  void put_DefaultCharset(std::string_view charset) override;
+  std::int32_t get_PreferIsoCharset() override;
+  void put_PreferIsoCharset(std::int32_t prefer) override;
+  std::int32_t get_PreferMicrosoftCharset() override;
+  void put_PreferMicrosoftCharset(std::int32_t prefer) override;
+  std::int32_t get_PreferMacCharset() override;
+  void put_PreferMacCharset(std::int32_t prefer) override;
+  void StartMailWatch(std::int32_t waitSeconds) override;
+  void StopMailWatch() override;
   std::string get_Version() override;
   quorvel::Ref<quorvel::IQuorvelLog> GetLog() override;
   std::int32_t QuickSend(std::string_view from, std::string_view to, std::string_view subject,
                          std::string_view body, std::string_view smtpServer) override;
 
   quorvel::Ref<quorvel::IQuorvelEmailBundle> LoadMbx(std::string_view mbxFileName) override;
+  quorvel::Ref<quorvel::IQuorvelEmailBundle> LoadOutlookFolder(std::string_view folderPath) override;
   quorvel::Ref<quorvel::IQuorvelEmailBundle> LoadXmlFile(std::string_view folderPath) override;
   quorvel::Ref<quorvel::IQuorvelEmailBundle> LoadXmlString(std::string_view xmlString) override;
   std::string get_Filter() override;
   void put_Filter(std::string_view expression) override;
+  void SendViaOutlook(quorvel::IQuorvelEmail2* iEmail) override;
   std::string get_SmtpUsername() override;
   void put_SmtpUsername(std::string_view username) override;
   std::string get_SmtpPassword() override;
   void put_SmtpPassword(std::string_view password) override;
+  void ImportCertificates(std::string_view filename) override;
   std::string get_LogMailSentFilename() override;
   void put_LogMailSentFilename(std::string_view filename) override;
   std::string get_LogMailReceivedFilename() override;
@@ -81,10 +97,17 @@ class CQuorvelMailMan final : public ObjectBase<quorvel::IQuorvelMailMan3>,
   std::int32_t VerifySmtpLogin() override;
   std::string get_SmtpLoginDomain() override;
   void put_SmtpLoginDomain(std::string_view domain) override;
+  std::string get_OutlookContactsFolder() override;
+  void put_OutlookContactsFolder(std::string_view folder) override;
+  std::int32_t get_AutoAddContacts() override;
+  void put_AutoAddContacts(std::int32_t add) override;
   std::string get_SmtpAuthMethod() override;
   void put_SmtpAuthMethod(std::string_view method) override;
   std::int32_t get_SendIndividual() override;
   void put_SendIndividual(std::int32_t individual) override;
+  void UseQuorvelService(std::string_view username, std::string_view domain,
+                         std::string_view password) override;
+  void NoQuorvelService() override;
   std::int32_t get_AutoSaveCerts() override;
   void put_AutoSaveCerts(std::int32_t save) override;
   quorvel::Ref<quorvel::IQvStringArray> GetUidls() override;
@@ -102,6 +125,8 @@ class CQuorvelMailMan final : public ObjectBase<quorvel::IQuorvelMailMan3>,
                      std::int32_t param2) override;
 
  private:
+  std::int32_t prefers(std::string_view name, CharsetFamily family);
+  void setPreferred(std::string_view name, CharsetFamily family, std::int32_t prefer);
   template <typename Send>
   std::int32_t send(const Operation& operation, Send use);
   template <typename Receive>
@@ -116,6 +141,8 @@ class CQuorvelMailMan final : public ObjectBase<quorvel::IQuorvelMailMan3>,
 
   OutboxSettings settings_;
   ReceiveSettings receiving_;
+  StringBuffer outlookContactsFolder_{"Personal Folders/Contacts"};
+  bool autoAddContacts_ = false;
 };
 
 }  // namespace qv

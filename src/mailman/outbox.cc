@@ -9,6 +9,7 @@
 #include "core/language_map.h"
 #include "core/text.h"
 #include "email/distribution_list.h"
+#include "email/smime_writer.h"
 
 namespace qv {
 
@@ -214,7 +215,13 @@ Outbox::Prepared Outbox::prepare(const OutgoingEmail& outgoing) {
   applyDefaultCharset(*prepared.email);
   askForReceipt(*prepared.email);
   prepared.email->makeLineEndsUniform();
-  return prepared;
+  bool failed = false;
+  const SigningService& service = settings_.service;
+  auto secured = prepareSecurity(*prepared.email, service.isUsed, service.login, log_, failed);
+  if (failed) return {};
+  if (secured == nullptr) return prepared;
+  Email* const sent = secured.get();
+  return {sent, std::move(secured)};
 }
 
 /// False when preparing broke off; `prepared` then holds no e-mail.

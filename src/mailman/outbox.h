@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cert/login_info.h"
 #include "core/log.h"
 #include "core/string_buffer.h"
 #include "email/email.h"
@@ -30,9 +31,7 @@ struct DefaultCharset {
 /// Who signs and encrypts: the signing service with this login, or this machine alone.
 struct SigningService {
   bool isUsed = false;
-  StringBuffer username;
-  StringBuffer domain;
-  StringBuffer password;
+  LoginInfo login{};
 };
 
 /// The mail manager's settings for sending.

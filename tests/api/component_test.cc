@@ -164,11 +164,11 @@ TEST(EmailNumbers, AreTakenBackWithTheirObject) {
   const std::int32_t number = email->GetImpl();
   EXPECT_EQ(email->GetImpl(), number);
   EXPECT_NE(quorvel::create<quorvel::IQuorvelEmail2>("QuorvelMail.QuorvelEmail")->GetImpl(), number);
-  EXPECT_TRUE(emailOfNumber(number));
+  EXPECT_TRUE(emailOfNumber(number).email);
   for (const std::int32_t unknown : {0, -1, number + 1000000})
-    EXPECT_FALSE(emailOfNumber(unknown)) << unknown;
+    EXPECT_FALSE(emailOfNumber(unknown).email) << unknown;
   email = nullptr;
-  EXPECT_FALSE(emailOfNumber(number));
+  EXPECT_FALSE(emailOfNumber(number).email);
 }
 
 TEST(Log, HandsEveryOperationToItsStore) {
