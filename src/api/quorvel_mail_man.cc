@@ -25,6 +25,10 @@ OutgoingEmail outgoing(const InternalEmail& email) {
 /// The e-mails of a bundle, in its order. The bundle may be the host's own.
 std::vector<InternalEmail> emailsOf(quorvel::IQuorvelEmailBundle& bundle) {
   std::vector<InternalEmail> emails;
+  if (const auto* own = dynamic_cast<const CQuorvelEmailBundle*>(&bundle)) {
+    for (const PersistedEmail& entry : own->entries()) emails.push_back(emailToSend(*entry.email));
+    return emails;
+  }
   const std::int32_t count = bundle.get_MessageCount();
   for (std::int32_t i = 0; i < count; ++i) {
     const auto email = bundle.GetEmail(i);

@@ -72,6 +72,13 @@ TEST(MailMan, SettingsHaveTheirDefaultsAndReadBack) {
       {"SmtpAuthMethod", "", " LOGIN", " LOGIN"},
       {"SendIndividual", 1, 0, 0},
       {"SendIndividual", 1, 17, 1},
+      {"DefaultLanguage", "", "French", "French"},
+      {"DefaultCharset", "", "koi8-r", "koi8-r"},
+      {"PreferIsoCharset", 0, -3, 1},
+      {"PreferMicrosoftCharset", 0, 2, 1},
+      {"PreferMacCharset", 0, 0, 0},
+      {"AutoAddContacts", 0, 7, 1},
+      {"OutlookContactsFolder", "Personal Folders/Contacts", "", ""},
       {"LogMailSentFilename", "", "/a b", "/a b"},
       {"MailHost", "", "pop.example.org", "pop.example.org"},
       {"MailPort", 110, 995, 995},
@@ -99,6 +106,105 @@ TEST(MailMan, SettingsHaveTheirDefaultsAndReadBack) {
     EXPECT_EQ(value, row.stored) << row.name;
   }
   EXPECT_EQ(newMailMan()->get_Version(), "2.9.0");
+}
+
+TEST(MailMan, ChoosesOneCharset) {
+  const auto mailMan = newMailMan();
+  const auto charsets = [&] {
+    return mailMan->get_DefaultLanguage() + '|' + mailMan->get_DefaultCharset() + '|' +
+           std::to_string(mailMan->get_PreferIsoCharset()) +
+           std::to_string(mailMan->get_PreferMicrosoftCharset()) +
+           std::to_string(mailMan->get_PreferMacCharset());
+  };
+  const struct {
+    const char* what;
+    std::function<void()> set;
+    std::string charsets;
+  } rows[] = {
+      {"language", [&] { mailMan->put_DefaultLanguage("French"); }, "French||000"},
+      {"iso", [&] { mailMan->put_PreferIsoCharset(1); }, "French||100"},
+      {"charset", [&] { mailMan->put_DefaultCharset("utf-8"); }, "|utf-8|100"},
+      {"microsoft", [&] { mailMan->put_PreferMicrosoftCharset(1); }, "|utf-8|010"},
+      {"no mac", [&] { mailMan->put_PreferMacCharset(0); }, "|utf-8|000"},
+      {"mac", [&] { mailMan->put_PreferMacCharset(1); }, "|utf-8|001"},
+      {"no language", [&] { mailMan->put_DefaultLanguage(""); }, "||001"},
+  };
+  for (const auto& row : rows) {
+    row.set();
+    EXPECT_EQ(charsets(), row.charsets) << row.what;
+  }
+}
+
+TEST(MailMan, SendsBundlesMergedAndCloned) {
+  SmtpServer server("RCPT TO:<gone@h>=550 no");
+  const auto mailMan = newMailMan(server.port());
+  const auto log = mailMan->GetLog().as<quorvel::IQuorvelLog2>();
+  const auto bundle = quorvel::create<quorvel::IQuorvelEmailBundle>("QuorvelMail.QuorvelEmailBundle");
+  const auto email = newEmail();
+  EXPECT_EQ(email->SetReplacePattern("Ann", "NAME"), 1);
+  EXPECT_EQ(email->SetReplacePattern("works", "runs"), 1);
+  EXPECT_EQ(email->SetReplacePattern("Ann", "Bob"), 1);
+  EXPECT_EQ(email->SetReplacePattern("", "x"), 0);
+  EXPECT_EQ(reported(), "(none)");
+  EXPECT_EQ(email->get_NumReplacePatterns(), 2);
+  EXPECT_EQ(email->GetReplacePattern(0) + email->GetReplaceString(1) + email->GetReplaceString2("works"),
+            "worksBobruns");
+  EXPECT_EQ(email->GetReplacePattern(2) + email->GetReplaceString(-1) + email->GetReplaceString2("work"), "");
+  const auto clone = email->Clone();
+  EXPECT_EQ(clone->get_NumReplacePatterns(), 0);
+  const auto gone = newEmail();
+  gone->ClearTo();
+  gone->AddTo("", "gone@h");
+  for (const auto& each : {gone, email, clone, email}) bundle->AddEmail(each.get());
+
+  log->ClearLog();
+  EXPECT_EQ(mailMan->SendBundle(bundle.get()), 1) << log->GetXml(0);
+  EXPECT_EQ(reported(), "(none)");
+  EXPECT_THAT(log->GetKeywordEntries("SendEmail"), HasSubstr("Replacing [Ann] with [Bob]"));
+  EXPECT_THAT(log->GetXml(0), Not(HasSubstr("GetEmailBundle")));
+  EXPECT_EQ(server.count("EHLO"), 1u);
+  ASSERT_EQ(server.messages().size(), 3u);
+  for (const std::size_t merged : {0, 2}) {
+    EXPECT_THAT(server.messages()[merged], HasSubstr("Dear Bob,\r\n..\r\nit runs."));
+    EXPECT_THAT(server.messages()[merged], HasSubstr("\r\nTo: \"Bob\" <ann@h>\r\n"));
+  }
+  EXPECT_THAT(server.messages()[1], HasSubstr("Dear Ann,\r\n..\r\nit works."));
+  EXPECT_THAT(email->get_Body(), StartsWith("Dear Ann"));
+
+  EXPECT_EQ(newMailMan(1)->SendBundle(bundle.get()), 0);
+  EXPECT_EQ(reported(), "(none)");
+  EXPECT_EQ(mailMan->SendBundle(nullptr), 0);
+  EXPECT_EQ(reported(), "Bundle parameter is NULL in SendBundle");
+}
+
+TEST(MailMan, AnswersWhatItReceived) {
+  const auto received = quorvel::create<quorvel::IQuorvelEmail3>("QuorvelMail.QuorvelEmail");
+  received->LoadMime(
+      "From: Ann <ann@h>\r\nTo: me@h\r\nBcc: x@h\r\nX-UIDL: 7\r\nQVX-FileDistList: /etc/passwd\r\n"
+      "Subject: Meeting\r\n\r\nSee you.");
+  const auto reply = received->CreateReply();
+  EXPECT_EQ(reply->get_Subject(), "RE: Meeting");
+  EXPECT_EQ(reply->GetTo(0), "\"Ann\" <ann@h>");
+  EXPECT_EQ(reply->get_NumTo(), 1);
+  EXPECT_EQ(reply->get_Uidl() + reply->get_FileDistList() + reply->GetHeaderField("From"), "");
+  EXPECT_EQ(reply->get_FromAddress(), "ann@h");
+  EXPECT_THAT(reply->get_Body(), StartsWith("-----Original Message-----\r\nFrom: \"Ann\" <ann@h>\r\n"));
+  EXPECT_THAT(reply->get_Body(), EndsWith("\r\n\r\nSee you."));
+  const auto forward = received->CreateForward();
+  EXPECT_EQ(forward->get_Subject(), "FW: Meeting");
+  EXPECT_EQ(forward->get_NumTo(), 0);
+  EXPECT_EQ(received->get_Subject(), "Meeting");
+}
+
+TEST(MailMan, TheServicePasswordIsInNoLog) {
+  const auto mailMan = newMailMan();
+  const auto log = mailMan->GetLog().as<quorvel::IQuorvelLog2>();
+  log->ClearLog();
+  mailMan->UseQuorvelService("ann", "example", "open sesame");
+  EXPECT_THAT(log->GetXml(0), HasSubstr("<data name=\"quorvel_service_user\">ann</data>"));
+  EXPECT_THAT(log->GetXml(0), HasSubstr("<data name=\"quorvel_service_domain\">example</data>"));
+  mailMan->NoQuorvelService();
+  EXPECT_THAT(log->GetXml(0), Not(HasSubstr("sesame")));
 }
 
 TEST(MailMan, SendsAMessageAndKeepsAJournal) {
@@ -149,32 +255,6 @@ TEST(MailMan, FailuresAndTheirReports) {
   EXPECT_EQ(reported(), "(none)");
   EXPECT_EQ(mailMan->QuickSend("a@h", "b@h", "s", "b", "bad\r\nname"), 0);
   EXPECT_THAT(reported(), EndsWith("Failed to connect to SMTP server."));
-}
-
-TEST(MailMan, ContextsAreThoseOfTheOperations) {
-  const auto mailMan = newMailMan(1);
-  const auto log = mailMan->GetLog().as<quorvel::IQuorvelLog2>();
-  const struct {
-    const char* name;
-    std::function<void()> call;
-  } rows[] = {
-      {"SendEmail", [&] { mailMan->SendEmail(nullptr); }},
-      {"QuickSend", [&] { mailMan->QuickSend("", "", "", "", "127.0.0.1:1"); }},
-      {"VerifySmtpConnection", [&] { mailMan->VerifySmtpConnection(); }},
-      {"SaveXmlLog", [&] { mailMan->SaveXmlLog("/nonexistent/x"); }},
-      {nullptr, [&] { mailMan->put_SmtpHost(mailMan->get_SmtpHost()); }},
-      {nullptr, [&] { mailMan->GetLog(); }},
-  };
-  for (const auto& row : rows) {
-    log->ClearLog();
-    row.call();
-    const std::string xml = log->GetXml(0);
-    if (row.name == nullptr) {
-      EXPECT_THAT(xml, Not(HasSubstr("<context")));
-    } else {
-      EXPECT_THAT(xml, HasSubstr("\n  <context name=\"" + std::string(row.name) + "\" reportErrors=\"1\">"));
-    }
-  }
 }
 
 TEST(MailMan, SavesTheLogWithoutTimestamps) {
