@@ -4,6 +4,7 @@
 
 #include "core/binary_data.h"
 #include "core/file_names.h"
+#include "core/file_reader.h"
 #include "core/string_buffer.h"
 #include "platform/files.h"
 
@@ -19,39 +20,20 @@ bool failedFor(CLog* log, std::string_view message, std::string_view filename, s
 }
 
 /// Appends a whole file to an empty buffer (a StringBuffer or BinaryData).
-/// Files that the system makes as they are read say that they are empty.
-template <typename Buffer>
-bool readToEnd(files::Reader& file, std::string_view filename, CLog* log, Buffer& out) {
-  constexpr std::size_t kChunk = 65536;
-  std::string reason;
-  for (std::size_t received = kChunk; received == kChunk;) {
-    const std::size_t before = out.size();
-    char* room = out.extend(kChunk);
-    if (!file.read(room, kChunk, received, reason)) {
-      return failedFor(log, "Failed to read data from file", filename, reason);
-    }
-    out.truncate(before + received);
-  }
-  return true;
-}
-
 template <typename Buffer>
 bool readWhole(std::string_view filename, CLog* log, Buffer& out) {
-  files::Reader file;
-  std::string reason;
-  if (!file.open(filename, reason)) return failedFor(log, "Failed to open file", filename, reason);
-  const std::int64_t size = file.size();
-  if (size < 0) return failedFor(log, "Failed to get file size", filename, {});
-  if (size == 0) return readToEnd(file, filename, log, out);
-  char* room = out.extend(static_cast<std::size_t>(size));
+  FileReader file(log);
+  if (!file.open(filename)) return false;
   std::size_t received = 0;
-  const bool done = file.read(room, static_cast<std::size_t>(size), received, reason);
-  if (!done) return failedFor(log, "Failed to read data from file", filename, reason);
-  if (received == static_cast<std::size_t>(size)) return true;
-  logError(log, "Failed to read the entire file");
-  logDataLong(log, "filesize", static_cast<long>(size));
-  logDataLong(log, "bytes_received", static_cast<long>(received));
-  return false;
+  if (file.size() != 0) return file.read(out.extend(file.size()), file.size(), received);
+  // It may be one that the system makes as it is read.
+  constexpr std::size_t kChunk = 65536;
+  do {
+    const std::size_t before = out.size();
+    if (!file.read(out.extend(kChunk), kChunk, received)) return false;
+    out.truncate(before + received);
+  } while (received == kChunk);
+  return true;
 }
 
 template <typename Buffer>

@@ -361,12 +361,11 @@ bool MailMan::verifyPopConnection() {
 
 std::unique_ptr<MailBundle> MailMan::loadMbx(std::string_view fileName) {
   logFilter(settings_, log_);
-  StringBuffer file;
-  if (!file.loadFile(fileName, log_)) return std::make_unique<MailBundle>();
+  MbxFile file(log_);
+  if (!file.open(fileName)) return std::make_unique<MailBundle>();
   auto bundle = unlessThrown([&] {
     FilteredBundle kept(settings_.filter, log_);
-    MbxReader reader(file);
-    for (std::string_view text; reader.next(text);) {
+    for (std::string_view text; file.next(text);) {
       auto email = createFromMimeText(text, {.processSecurity = true, .autoSaveCerts = true}, log_);
       if (email != nullptr) kept.add(std::move(email));
     }

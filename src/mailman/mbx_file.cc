@@ -1,6 +1,7 @@
 #include "mailman/mbx_file.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "core/text.h"
 
@@ -11,14 +12,51 @@ namespace {
 constexpr std::size_t kNone = std::string_view::npos;
 constexpr std::string_view kSeparator = "From ";
 
-/// Whether CR and LF stand in pairs only. Without a branch in the loop, so that it becomes vector code.
-bool hasCrLfOnly(std::string_view text) noexcept {
-  if (text.empty()) return true;
-  unsigned char odd = 0;
-  for (std::size_t i = 0; i + 1 < text.size(); ++i) {
-    odd = static_cast<unsigned char>(odd | ((text[i] == '\r') != (text[i + 1] == '\n') ? 1 : 0));
+/// What one look at a message tells.
+struct Sight {
+  std::size_t end = kNone;  ///< of the message: where the next separator begins; kNone at the end of the text
+  bool hasCr = false;
+  bool isOdd = false;  ///< CR and LF do not stand in pairs only
+};
+
+/// Looks at the message that begins at `begin`, behind a line end. A separator right there ends it.
+Sight lookAt(std::string_view text, std::size_t begin) noexcept {
+  constexpr std::size_t kBlock = 128;
+  const char* const bytes = text.data();
+  const std::size_t last = text.size() - 1;  // pairs begin before it
+  Sight sight;
+  unsigned char odd = 0, cr = 0;
+  for (std::size_t at = begin - 1; at < last;) {
+    // Without a branch, so that it becomes vector code; what makes a line begin with 'F' is looked at closer.
+    if (at + kBlock <= last) {
+      unsigned char f = 0, oddHere = 0, crHere = 0;
+      for (std::size_t i = at; i < at + kBlock; ++i) {
+        f = static_cast<unsigned char>(f | ((bytes[i] == '\n') & (bytes[i + 1] == 'F')));
+        oddHere = static_cast<unsigned char>(oddHere | ((bytes[i] == '\r') ^ (bytes[i + 1] == '\n')));
+        crHere = static_cast<unsigned char>(crHere | (bytes[i] == '\r'));
+      }
+      if (f == 0) {
+        odd |= oddHere;
+        cr |= crHere;
+        at += kBlock;
+        continue;
+      }
+    }
+    for (const std::size_t end = std::min(at + kBlock, last); at < end; ++at) {
+      if (bytes[at] == '\n' && text.substr(at + 1).starts_with(kSeparator)) {
+        sight.end = at + 1;
+        sight.hasCr = cr != 0;
+        sight.isOdd = odd != 0;
+        return sight;
+      }
+      odd = static_cast<unsigned char>(odd | ((bytes[at] == '\r') != (bytes[at + 1] == '\n')));
+      cr = static_cast<unsigned char>(cr | (bytes[at] == '\r'));
+    }
   }
-  return odd == 0 && text.front() != '\n' && text.back() != '\r';
+  const bool endsWithCr = bytes[last] == '\r' && last >= begin;
+  sight.hasCr = cr != 0 || endsWithCr;
+  sight.isOdd = odd != 0 || endsWithCr;
+  return sight;
 }
 
 /// Whether a separator stands here, CRs aside.
@@ -33,23 +71,31 @@ bool isSeparator(std::string_view text) noexcept {
 }
 
 void appendLfAsCrLf(std::string_view text, StringBuffer& out) {
-  for (std::size_t end = text.find('\n'); end != kNone; end = text.find('\n')) {
-    out.append(text.substr(0, end)).append("\r\n");
-    text.remove_prefix(end + 1);
+  const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+  char* to = out.extend(text.size() + lines);
+  const char* from = text.data();
+  for (const char* const end = from + text.size();;) {
+    const auto* lineEnd =
+        static_cast<const char*>(std::memchr(from, '\n', static_cast<std::size_t>(end - from)));
+    const auto length = static_cast<std::size_t>((lineEnd == nullptr ? end : lineEnd) - from);
+    std::memcpy(to, from, length);
+    if (lineEnd == nullptr) return;
+    to += length;
+    *to++ = '\r';
+    *to++ = '\n';
+    from = lineEnd + 1;
   }
-  out.append(text);
 }
 
 }  // namespace
 
 std::string_view MbxReader::textFrom(std::size_t begin) {
   if (begin >= oddEnd_) {
-    // A separator right behind `begin` counts: the line end before it belongs to the line above.
-    const std::size_t found = findText(text_, "\nFrom ", begin - 1);
-    at_ = found == kNone ? text_.size() : found + 1;
+    const Sight sight = lookAt(text_, begin);
+    at_ = std::min(sight.end, text_.size());
     const std::string_view part = text_.substr(begin, at_ - begin);
-    if (hasCrLfOnly(part)) return part;
-    if (part.find('\r') == kNone) {
+    if (!sight.isOdd) return part;
+    if (!sight.hasCr) {
       uniform_.clear();
       appendLfAsCrLf(part, uniform_);
       return uniform_;
@@ -87,6 +133,43 @@ bool MbxReader::next(std::string_view& message) {
   at_ = text_.size();
   message = {};
   return false;
+}
+
+bool MbxFile::open(std::string_view fileName) {
+  if (fileName.empty()) logError(log_, "filename is missing");
+  return !fileName.empty() && file_.open(fileName);
+}
+
+bool MbxFile::next(std::string_view& message) {
+  while (!reader_.next(message)) {
+    if (!readPiece()) return false;
+  }
+  return true;
+}
+
+/// Reads until there is a separator behind at least one message, or the file ends.
+bool MbxFile::readPiece() {
+  constexpr std::size_t kPiece = std::size_t{256} << 10;  // stays in the processor's caches
+  constexpr std::string_view kBehindLine = "\nFrom ";
+  if (hasEnded_) return false;
+  const std::size_t rest = bytes_.size() - pieceEnd_;
+  if (rest != 0) std::memmove(bytes_.data(), bytes_.data() + pieceEnd_, rest);
+  bytes_.truncate(rest);
+  for (std::size_t separator = kNone; separator == kNone && !hasEnded_;) {
+    // As much again as is there: a message of any length is moved a few times only.
+    const std::size_t before = bytes_.size();
+    const std::size_t wanted = std::max(kPiece, before);
+    std::size_t received = 0;
+    const bool isWhole = file_.read(bytes_.extend(wanted), wanted, received);
+    bytes_.truncate(before + received);
+    hasEnded_ = !isWhole || received < wanted;
+    const std::size_t searched = before - std::min(before, kBehindLine.size());
+    separator = std::string_view(bytes_.data(), bytes_.size()).substr(searched).rfind(kBehindLine);
+    pieceEnd_ = separator == kNone ? 0 : searched + separator + 1;
+    if (isWhole && hasEnded_) pieceEnd_ = bytes_.size();
+  }
+  reader_ = MbxReader({bytes_.data(), pieceEnd_});
+  return true;
 }
 
 }  // namespace qv

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "core/file_reader.h"
+#include "core/growable_bytes.h"
 #include "core/string_buffer.h"
 
 namespace qv {
@@ -31,6 +33,28 @@ class MbxReader {
   std::size_t at_ = 0;      // where the separator of the next message begins
   std::size_t oddEnd_ = 0;  // up to here stand-alone CRs are about, which may also hide separators
   StringBuffer uniform_;
+};
+
+/// Reads a mailbox file through, a piece at a time: memory holds one piece, or one message where that is
+/// longer.
+class MbxFile {
+ public:
+  /// `log`, which may be null, gets what fails; it must outlive the file.
+  explicit MbxFile(CLog* log) noexcept : log_(log), file_(log) {}
+
+  bool open(std::string_view fileName);
+  /// As MbxReader. A file that cannot be read any further ends before the message that it breaks off in.
+  bool next(std::string_view& message);
+
+ private:
+  bool readPiece();
+
+  CLog* log_;
+  FileReader file_;
+  GrowableBytes bytes_;
+  std::size_t pieceEnd_ = 0;  // of what the reader goes through; what is behind it begins with a separator
+  bool hasEnded_ = false;
+  MbxReader reader_{{}};
 };
 
 }  // namespace qv

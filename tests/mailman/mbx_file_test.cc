@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -66,6 +68,27 @@ TEST(MbxReader, IsTheRulesOnEveryShortText) {
       text += alphabet[rest % alphabet.size()];
     ASSERT_EQ(messagesOf(text), messagesByTheRules(text)) << ::testing::PrintToString(text);
   }
+}
+
+TEST(MbxFile, PiecesMakeNoDifference) {
+  const std::string path = ::testing::TempDir() + "quorvel_mbx_test";
+  // Messages of every length about the sizes that are read at once, and one that is much longer.
+  std::string text;
+  for (std::size_t i = 0; i < 60; ++i) {
+    text += "From a\nSubject: " + std::to_string(i) + "\n\n" + std::string(i * 2000 + i, 'x') + "\n";
+  }
+  text += "From b\n" + std::string(5'000'000, 'y') + "\nFrom c\nlast";
+  for (std::size_t shift = 0; shift < 8; ++shift) {
+    const std::string shifted = std::string(shift, 'F') + text;
+    std::ofstream(path, std::ios::binary) << shifted;
+    qv::MbxFile file(nullptr);
+    ASSERT_TRUE(file.open(path));
+    Strings messages;
+    for (std::string_view message; file.next(message);) messages.emplace_back(message);
+    EXPECT_TRUE(messages == messagesByTheRules(shifted)) << shift;
+  }
+  std::remove(path.c_str());
+  EXPECT_FALSE(qv::MbxFile(nullptr).open(path));
 }
 
 TEST(MbxReader, CostIsLinear) {
