@@ -41,7 +41,8 @@ def content(path):
 
 def on_terminal(*args, answers=(), columns=80):
     """Runs the program on a terminal of its own. `answers` are (what is waited for, what is typed then). Gives all
-    that the terminal showed, and the exit status (less than 0: the signal that ended it)."""
+    that the terminal showed, the exit status (less than 0: the signal that ended it), and whether it
+    shows what is typed at the end."""
     process, terminal = pty.fork()
     if process == 0:
         try:
@@ -58,8 +59,9 @@ def on_terminal(*args, answers=(), columns=80):
                 start = len(seen)
                 os.write(terminal, answers.pop(0)[1])
     _, status = os.waitpid(process, 0)
+    echo = termios.tcgetattr(terminal)[3] & termios.ECHO != 0
     os.close(terminal)
-    return seen, os.waitstatus_to_exitcode(status)
+    return seen, os.waitstatus_to_exitcode(status), echo
 
 
 class Serving:
@@ -93,24 +95,32 @@ class Serving:
 
 
 @contextlib.contextmanager
-def scripted(*answers):
-    """A server that greets and answers each line with the next answer, and then closes. Gives its port."""
+def scripted(*answers, heard=None):
+    """A server that greets and answers each line of a client with the next answer, and then closes. Gives its port;
+    `heard` gets the lines."""
     with socket.create_server(("127.0.0.1", 0)) as listener:
         def converse():
-            with contextlib.suppress(OSError):
-                connection = listener.accept()[0]
-                with connection, connection.makefile("rb") as lines:
+            while True:
+                try:
+                    connection = listener.accept()[0]
+                except OSError:
+                    return
+                with contextlib.suppress(OSError), connection, connection.makefile("rb") as lines:
                     for answer in answers:
                         connection.sendall(answer)
                         line = lines.readline()
+                        if heard is not None:
+                            heard.append(line.rstrip())
                         # After 354 comes the text, which is answered as one.
                         while answer.startswith(b"354") and line not in (b".\r\n", b""):
                             line = lines.readline()
         thread = threading.Thread(target=converse)
         thread.start()
-        yield listener.getsockname()[1]
-        listener.shutdown(socket.SHUT_RDWR)
-        thread.join()
+        try:
+            yield listener.getsockname()[1]
+        finally:
+            listener.shutdown(socket.SHUT_RDWR)
+            thread.join()
 
 
 class _PopSession(socketserver.StreamRequestHandler):
@@ -118,8 +128,9 @@ class _PopSession(socketserver.StreamRequestHandler):
         server, deleted = self.server, set()
         self.wfile.write(b"+OK\r\n")
         while line := self.rfile.readline().decode():
-            server.commands.append(line.strip())
-            special = server.replies(line.strip(), server.commands.count(line.strip()))
+            line = line.rstrip("\r\n")
+            server.commands.append(line)
+            special = server.replies(line, server.commands.count(line))
             if special is not None:
                 self.wfile.write(special)
                 if not special:

@@ -220,7 +220,7 @@ class ReceivingTest(ProgramTest):
         password = self.file("password", PASSWORD)
         for columns in 80, 132, 50:
             with PopServer(*messages) as server:
-                shown, status = on_terminal("list", "--server", f"127.0.0.1:{server.port}", "--user", "bob",
+                shown, status, _ = on_terminal("list", "--server", f"127.0.0.1:{server.port}", "--user", "bob",
                                             "--password-file", password, columns=columns)
             self.assertEqual(status, 0, shown)
             lines = shown.decode().splitlines()
@@ -236,7 +236,7 @@ class ReceivingTest(ProgramTest):
         password = self.file("password", PASSWORD)
         for extra, shown in ((), True), (("--quiet",), False):
             with PopServer(*THREE) as server:
-                seen, status = on_terminal("fetch", "--server", f"127.0.0.1:{server.port}", "--user", "bob", "--to",
+                seen, status, _ = on_terminal("fetch", "--server", f"127.0.0.1:{server.port}", "--user", "bob", "--to",
                                            self.file("in"), "--password-file", password, *extra)
             self.assertEqual(status, 0, seen)
             self.assertEqual(b"\rreceiving [" in seen and b"100%" in seen, shown, seen)

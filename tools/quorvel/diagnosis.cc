@@ -155,14 +155,14 @@ constexpr std::array<Words, 15> kWords = {{
 }};
 
 Failure unreachable(Protocol protocol, const Server& server) {
-  const Reach reach = tryToReach(server.host, server.port);
+  const Reach reach = tryToReach(server);
   const std::string at = server.toText();
   const auto failure = [](std::string what, std::string nextStep) {
     return Failure{Status::unreachable, std::move(what), "", std::move(nextStep)};
   };
   switch (reach.kind) {
     case Reach::Kind::unknownHost:
-      return failure("there is no host " + server.host + " (" + reach.reason + ")",
+      return failure("cannot find the host " + server.host + " (" + reach.reason + ")",
                      "check the name in --server, and that this machine is on the network");
     case Reach::Kind::refused:
       return failure("nobody listens at " + at + " (" + reach.reason + ")",

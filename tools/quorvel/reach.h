@@ -1,8 +1,9 @@
 // Why a server cannot be reached. The component only says that it cannot.
 #pragma once
 
-#include <cstdint>
 #include <string>
+
+#include "quorvel/server.h"
 
 namespace cli {
 
@@ -11,7 +12,7 @@ struct Reach {
   Kind kind = Kind::reached;
   std::string reason;  ///< in the system's words
 };
-/// Tries to connect once more, for a few seconds at most.
-Reach tryToReach(const std::string& host, std::int32_t port);
+/// Tries to connect once more, for no longer than its time-out, and a few seconds at most.
+Reach tryToReach(const Server& server);
 
 }  // namespace cli

@@ -35,7 +35,10 @@ bool loggedIn(const Entries& entries) {
   constexpr std::string_view kMethod = "login_method: ";
   const auto method = std::find_if(entries.infos.begin(), entries.infos.end(),
                                    [&](const std::string& entry) { return entry.starts_with(kMethod); });
-  if (method == entries.infos.end()) return false;
+  const bool failed = std::any_of(entries.infos.begin(), entries.infos.end(), [](const std::string& entry) {
+    return entry.starts_with("Failed to login using");
+  });
+  if (failed || method == entries.infos.end()) return false;
   const std::string_view name = std::string_view(*method).substr(kMethod.size());
   // Those that the component can do; beside them it goes on without a login.
   constexpr std::array<std::string_view, 4> kLogins = {"NTLM", "CRAM_MD5", "LOGIN", "PLAIN"};
