@@ -11,6 +11,7 @@
 #include "email/replace_patterns.h"
 #include "support/log_lines.h"
 #include "support/scripted_server.h"
+#include "support/test_certificates.h"
 
 namespace qv {
 namespace {
@@ -196,6 +197,41 @@ TEST(Outbox, PatternsAreReplacedInACopy) {
   }
   EXPECT_EQ(email->getSubject(), "for NAME");
   EXPECT_EQ(email->getBody(), "Dear NAME and NAME \r\n");
+}
+
+// What is signed is what was prepared; what cannot be signed is not sent.
+TEST(Outbox, SignsWhatItSends) {
+  qv_test::TemporaryStores stores;
+  const auto email = newEmail("Dear NAME\r\n");
+  email->setFrom("jane@example.org");
+  email->sendSecurity().sendSigned = true;
+  ReplacePatterns patterns;
+  patterns.set("NAME", "Bob");
+  SmtpServer server;
+  OutboxSettings settings = settingsFor(server.port());
+  settings.defaults.charset = "utf-8";
+  const auto plain = newEmail();
+  LogLines log;
+  Outbox outbox(settings, nullptr, log.get());
+  for (const ReplacePatterns* each :
+       {static_cast<const ReplacePatterns*>(nullptr), &std::as_const(patterns)}) {
+    log.clear();
+    EXPECT_TRUE(outbox.sendEmail({email.get(), each}).reportError);
+    EXPECT_EQ(log.count("Send failed."), 1U) << log.text();
+    const SendReport report = outbox.sendBundle({{plain.get()}, {email.get(), each}, {plain.get()}});
+    EXPECT_TRUE(!report.success && report.reportError);
+    EXPECT_EQ(log.count("Send failed."), 2U) << log.text();
+  }
+  stores.give(qv_test::jane());
+  EXPECT_TRUE(outbox.sendEmail({email.get(), &patterns}).success) << log.text();
+  ASSERT_EQ(server.messages().size(), 3U);
+  const std::string& text = server.messages().back();
+  EXPECT_NE(text.find("multipart/signed"), std::string::npos) << text;
+  EXPECT_NE(text.find("charset=\"utf-8\""), std::string::npos) << text;
+  EXPECT_NE(text.find("Dear Bob\r\n"), std::string::npos) << text;
+  EXPECT_TRUE(createFromMimeText(text.substr(0, text.size() - 5), {.processSecurity = true}, nullptr)
+                  ->receivedSecurity()
+                  .signaturesValid);
 }
 
 TEST(Outbox, DefaultCharsets) {
