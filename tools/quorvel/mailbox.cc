@@ -102,6 +102,13 @@ Download Mailbox::copy(std::int32_t maxCount, const std::string& journal, Progre
   return downloaded(session_.mailMan().CopyMail());
 }
 
+Download Mailbox::transfer(const std::string& filter, ProgressBar* bar) {
+  session_.beginOperation();
+  session_.mailMan().put_Filter(filter);
+  const ShownProgress progress(session_.mailMan(), ShownProgress::Work::receiving, bar);
+  return downloaded(session_.mailMan().TransferMail());
+}
+
 Download Mailbox::fetch(const std::vector<std::string>& uidls) {
   session_.beginOperation();
   return downloaded(session_.mailMan().FetchMultiple(newArray(uidls).get()));
