@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
 #include <regex>
 #include <stdexcept>
 
 #include "email/email_reader.h"
 #include "email/replace_patterns.h"
+#include "platform/temporary_folder.h"
 #include "support/log_lines.h"
 #include "support/scripted_server.h"
 #include "support/test_certificates.h"
@@ -296,7 +296,8 @@ TEST(Outbox, AnswersToHostileMail) {
 
 // Lines of a list that are no addresses reach no command; the others get their mail.
 TEST(Outbox, ListsOfAllSorts) {
-  const std::string path = ::testing::TempDir() + "quorvel_list";
+  const qv::TemporaryFolder folder;
+  const std::string path = folder / "list";
   std::ofstream(path, std::ios::binary)
       << "\xEF\xBB\xBF"
          "a@h\r\nb@h\rDATA\nc@h>\nNOOP\nd\0@h\r\n\"NOOP\r\n\"@h\n<e@h> SIZE=1>\n <f@h> \nG <g@h>\n@"sv;
@@ -317,7 +318,6 @@ TEST(Outbox, ListsOfAllSorts) {
     EXPECT_EQ(receivers, split("<a@h>|<c@h>|<\"@h>|<f@h>|<g@h>|<@>"));
     EXPECT_EQ(server.messages().size(), individual ? 5U : 1U);
   }
-  std::remove(path.c_str());
 }
 
 // No body ends its message early, begins another, or leaves the choice to the servers on the way.
