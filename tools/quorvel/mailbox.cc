@@ -114,6 +114,16 @@ Download Mailbox::fetch(const std::vector<std::string>& uidls) {
   return downloaded(session_.mailMan().FetchMultiple(newArray(uidls).get()));
 }
 
+/// A deletion reports nothing; what the server lists afterwards is what became of it.
+std::vector<std::string> Mailbox::uidlsAfterDeletion() {
+  try {
+    return uidls();
+  } catch (Failure& failure) {
+    failure.what = "it is not known what the server has deleted: " + failure.what;
+    throw;
+  }
+}
+
 Removal Mailbox::remove(const std::vector<std::string>& uidls) {
   Removal removal;
   const Counts before = countsOf(this->uidls());
@@ -125,8 +135,7 @@ Removal Mailbox::remove(const std::vector<std::string>& uidls) {
   if (wanted.empty()) return removal;
   session_.beginOperation();
   session_.mailMan().DeleteMultiple(newArray(wanted).get());
-  // The deletion itself reports nothing; what the server lists now is what became of it.
-  const Counts after = countsOf(this->uidls());
+  const Counts after = countsOf(uidlsAfterDeletion());
   for (const std::string& uidl : wanted) {
     const std::size_t still = countIn(after, uidl);
     removal.deleted += countIn(before, uidl) - std::min(still, countIn(before, uidl));

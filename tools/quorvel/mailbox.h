@@ -75,6 +75,7 @@ class Mailbox {
  private:
   Mailbox(const Server& server, const std::string& user) : server_(server), user_(user), session_(server) {}
   Download downloaded(const quorvel::Ref<quorvel::IQuorvelEmailBundle>& bundle);
+  std::vector<std::string> uidlsAfterDeletion();
   Failure failure();
 
   Server server_;
