@@ -274,7 +274,7 @@ constexpr Row kZipEntry[] = {
 constexpr Row kBundle2[] = {
     row<&IQuorvelEmailBundle2::GetXml>(7, Kind::method, "GetXml", "", "The e-mails as one XML element."),
     row<&IQuorvelEmailBundle2::SaveXml>(8, Kind::method, "SaveXml", "filename", "Writes the e-mails as an XML document to a file."),
-    row<&IQuorvelEmailBundle2::GetUidls>(9, Kind::method, "GetUidls", "", "The Uidl of each e-mail that has one."),
+    row<&IQuorvelEmailBundle2::GetUidls>(9, Kind::method, "GetUidls", "", "The unique id of each e-mail that has one."),
 };
 
 constexpr Row kMailMan[] = {
@@ -325,7 +325,7 @@ constexpr Row kMailMan2[] = {
     row<&IQuorvelMailMan2::LoadXmlString>(29, Kind::method, "LoadXmlString", "xmlString", "The e-mails of an XML text, the last one first."),
     row<&IQuorvelMailMan2::SendViaOutlook>(30, Kind::method, "SendViaOutlook", "iEmail", "There is no Outlook to send with; always fails."),
     row<&IQuorvelMailMan2::get_SmtpUsername>(31, Kind::get, "SmtpUsername", "", "The name to log in with."),
-    row<&IQuorvelMailMan2::put_SmtpUsername>(31, Kind::put, "SmtpUsername", "value", "Sets the name to log in with; without one there is no login."),
+    row<&IQuorvelMailMan2::put_SmtpUsername>(31, Kind::put, "SmtpUsername", "value", "Sets the name to log in with; without one a login fails, unless SmtpAuthMethod is NONE."),
     row<&IQuorvelMailMan2::get_SmtpPassword>(32, Kind::get, "SmtpPassword", "", "The password to log in with."),
     row<&IQuorvelMailMan2::put_SmtpPassword>(32, Kind::put, "SmtpPassword", "value", "Sets the password to log in with."),
     row<&IQuorvelMailMan2::ImportCertificates>(33, Kind::method, "ImportCertificates", "filename", "Not implemented; always fails."),
@@ -344,7 +344,7 @@ constexpr Row kMailMan2[] = {
     row<&IQuorvelMailMan2::VerifyPopConnection>(44, Kind::method, "VerifyPopConnection", "", "1 when the POP3 server greets."),
     row<&IQuorvelMailMan2::VerifyPopLogin>(45, Kind::method, "VerifyPopLogin", "", "1 when the POP3 server takes the login."),
     row<&IQuorvelMailMan2::VerifySmtpConnection>(46, Kind::method, "VerifySmtpConnection", "", "1 when the SMTP server greets."),
-    row<&IQuorvelMailMan2::VerifySmtpLogin>(47, Kind::method, "VerifySmtpLogin", "", "1 when the SMTP server takes the login."),
+    row<&IQuorvelMailMan2::VerifySmtpLogin>(47, Kind::method, "VerifySmtpLogin", "", "1 when the SMTP server takes the login, or needs none."),
     row<&IQuorvelMailMan2::get_SmtpLoginDomain>(48, Kind::get, "SmtpLoginDomain", "", "The domain of an NTLM login."),
     row<&IQuorvelMailMan2::put_SmtpLoginDomain>(48, Kind::put, "SmtpLoginDomain", "value", "Sets the domain of an NTLM login."),
     row<&IQuorvelMailMan2::get_OutlookContactsFolder>(49, Kind::get, "OutlookContactsFolder", "", "Where Outlook would keep contacts."),
@@ -352,7 +352,7 @@ constexpr Row kMailMan2[] = {
     row<&IQuorvelMailMan2::get_AutoAddContacts>(50, Kind::get, "AutoAddContacts", "", "1 when receivers would become contacts in Outlook."),
     row<&IQuorvelMailMan2::put_AutoAddContacts>(50, Kind::put, "AutoAddContacts", "value", "Kept for an Outlook."),
     row<&IQuorvelMailMan2::get_SmtpAuthMethod>(51, Kind::get, "SmtpAuthMethod", "", "The login method asked for."),
-    row<&IQuorvelMailMan2::put_SmtpAuthMethod>(51, Kind::put, "SmtpAuthMethod", "value", "NTLM, CRAM-MD5, LOGIN or PLAIN; empty for the best offered."),
+    row<&IQuorvelMailMan2::put_SmtpAuthMethod>(51, Kind::put, "SmtpAuthMethod", "value", "NTLM, CRAM-MD5, LOGIN, PLAIN, or NONE for no login; empty for the best offered."),
     row<&IQuorvelMailMan2::get_SendIndividual>(52, Kind::get, "SendIndividual", "", "1 when each address of a list gets its own message."),
     row<&IQuorvelMailMan2::put_SendIndividual>(52, Kind::put, "SendIndividual", "value", "0 sends one message to many addresses of a list."),
     row<&IQuorvelMailMan2::UseQuorvelService>(53, Kind::method, "UseQuorvelService", "username, domain, password", "Has the signing service sign and encrypt, where there is one."),

@@ -72,7 +72,6 @@ std::string_view logIn(SmtpDialogue& dialogue, const AuthFlags& flags, const Smt
       logError(log, row.failure);
       return {};
     }
-    dialogue.hide(login.password);
     const bool in = isCommandText(login.username, "user name", log) &&
                     isCommandText(login.password, "password", log) && row.logIn(dialogue, login, log);
     return in ? std::string_view() : row.failure;

@@ -22,6 +22,8 @@ class SmtpConnImpl final : public SmtpConn {
   SmtpConnImpl(const SmtpConnImpl&) = delete;
   SmtpConnImpl& operator=(const SmtpConnImpl&) = delete;
 
+  /// Hidden from now on in all that the server says.
+  void hide(std::string_view secret) { dialogue_.hide(secret); }
   bool readGreeting(CLog* log);
   bool sendHello(std::string_view verb, CLog* log);
   /// False when the server does not know EHLO; `offered` gets the login methods that it names.
@@ -112,6 +114,8 @@ std::unique_ptr<SmtpConnImpl> openGreeted(const SmtpSettings& settings, CLog* lo
     return nullptr;
   }
   auto session = std::make_unique<SmtpConnImpl>(std::move(socket));
+  // Whether it is sent or not: the server may know it all the same, and repeat it in any reply.
+  session->hide(settings.password);
   return session->readGreeting(log) ? std::move(session) : nullptr;
 }
 

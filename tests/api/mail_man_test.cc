@@ -21,6 +21,7 @@ using quorvel::Ref;
 using quorvel::Status;
 using quorvel::Value;
 using qv_test::SmtpServer;
+using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -255,6 +256,21 @@ TEST(MailMan, FailuresAndTheirReports) {
   EXPECT_EQ(reported(), "(none)");
   EXPECT_EQ(mailMan->QuickSend("a@h", "b@h", "s", "b", "bad\r\nname"), 0);
   EXPECT_THAT(reported(), EndsWith("Failed to connect to SMTP server."));
+}
+
+TEST(MailMan, APasswordThatIsNotSentIsHiddenToo) {
+  for (const char* rules :
+       {"GREETING=554 c3ecr3tw0rd", "EHLO=502 no|HELO=550 c3ecr3tw0rd", "MAIL=550 c3ecr3tw0rd"}) {
+    SmtpServer server(rules);
+    const auto mailMan = newMailMan(server.port());
+    mailMan->GetLog()->ClearLog();
+    mailMan->put_SmtpPassword("c3ecr3tw0rd");
+    EXPECT_EQ(mailMan->SendEmail(newEmail().get()), 0) << rules;
+    EXPECT_THAT(reported(), AllOf(HasSubstr("*****"), Not(HasSubstr("c3ecr3tw0rd")))) << rules;
+    mailMan->VerifySmtpConnection();
+    EXPECT_THAT(mailMan->GetLog().as<quorvel::IQuorvelLog2>()->GetXml(0), Not(HasSubstr("c3ecr3tw0rd")))
+        << rules;
+  }
 }
 
 TEST(MailMan, SavesTheLogWithoutTimestamps) {

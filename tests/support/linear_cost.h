@@ -14,9 +14,10 @@ extern "C" __attribute__((weak, visibility("default"))) const char* __asan_defau
 
 namespace qv_test {
 
-/// The factor by which the processor time of `work(make(n))` grows when `n` is doubled: about 2 for linear work,
-/// 4 for quadratic. Taken over two doublings, from n / 2 to 2 * n, and from the fastest of five runs at each
-/// size, as a busy machine only ever adds time; measured again, up to five times, while it is above `limit`.
+/// The factor by which the processor time of `work(make(n))` grows when `n` is doubled: about 2 for linear
+/// work, 4 for quadratic. Taken over two doublings, from n / 2 to 2 * n, and from the fastest of five runs at
+/// each size, as a busy machine only ever adds time; measured again, up to five times, while it is above
+/// `limit`.
 template <typename Make, typename Work>
 double costOfTwice(std::size_t n, Make make, Work work, double limit = 3) {
   const auto small = make(n / 2);
