@@ -267,6 +267,7 @@ std::int32_t CQuorvelMailMan::SendBundle(quorvel::IQuorvelEmailBundle* bundle) {
     }
     const std::vector<InternalEmail> messages = emailsOf(*bundle);
     std::vector<OutgoingEmail> emails;
+    emails.reserve(messages.size());
     for (const InternalEmail& message : messages) emails.push_back(outgoing(message));
     return outcomeOf(outbox.sendBundle(emails));
   });

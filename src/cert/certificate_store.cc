@@ -163,10 +163,13 @@ std::unique_ptr<CertificateStore> CertificateStore::open(const CertStoreSpec& sp
     case CertStoreSpec::kFile:
       return openFileStore(spec.path(), readOnly, log);
     case CertStoreSpec::kRegistry:
+      if (spec.location() != CertStoreSpec::kUserRoot && spec.location() != CertStoreSpec::kMachineRoot)
+        break;
       return openRegistryStore(spec.location(), spec.path(), readOnly, log);
     default:
-      return nullptr;
+      break;
   }
+  return nullptr;
 }
 
 void CertificateStore::logSkipped() {

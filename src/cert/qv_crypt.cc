@@ -157,9 +157,10 @@ bool QV_Crypt::verifyDetachedSignature(std::string_view signature, std::string_v
 }
 
 void QV_Crypt::save(SaveStore& into, const Certificate& signer) {
-  if (into.store == nullptr || signer.isEmpty()) return;
+  if (into.numSaved == 0)
+    into.store = CertificateStore::openOrCreateLocalMachineRegistryStore(into.path, log_);
   if (into.numSaved++ < SaveStore::kMaxSaved) {
-    into.store->addCertificate(&signer);
+    if (into.store) into.store->addCertificate(&signer);
   } else if (into.numSaved == SaveStore::kMaxSaved + 1) {
     logInfo(log_, "The message brings too many certificates, no more of it are saved.");
   }

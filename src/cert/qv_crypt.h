@@ -18,13 +18,15 @@ namespace qv {
 
 using CertificatePtr = std::shared_ptr<const Certificate>;
 
-/// The store that certificates of received mail are saved in while one message is read.
+/// The store that certificates of received mail are saved in while one message is read. It is opened, or
+/// made, for the first one.
 struct SaveStore {
   /// Saved of one message at most: real mail has a few signers, and a store that strangers fill is searched
   /// with every message.
   static constexpr std::size_t kMaxSaved = 20;
-  std::unique_ptr<CertificateStore> store;
+  std::string_view path = kReceivedCertificatesPath;  ///< below the machine's root
   std::size_t numSaved = 0;
+  std::unique_ptr<CertificateStore> store{};
 };
 
 /// One is made for each operation, or for one message that is read. Failures are logged; what an operation

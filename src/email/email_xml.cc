@@ -98,13 +98,14 @@ StringBuffer bundleXmlDocument(std::span<const Email* const> emails) {
   return document;
 }
 
-bool readEmailsXml(std::string_view text, CLog* log,
-                   const std::function<void(std::unique_ptr<Email>)>& take) {
+bool readEmailsXml(std::string_view text, CLog* log, const std::function<void(std::unique_ptr<Email>)>& take,
+                   const std::function<void()>& begin) {
   ExtPtrArray<MimeMessage2> entities;
   {
     const std::unique_ptr<StringBuffer> clean = withoutControls(text);
     if (!loadMessagesFromXml(clean ? clean->view() : text, kMessageElement, log, entities)) return false;
   }
+  if (begin) begin();
   const ReadOptions options{.processSecurity = true, .autoSaveCerts = true, .keepPrivateFields = true};
   for (const auto& entity : entities) {
     if (auto email = createFromMimeObject(std::move(*entity), options, log)) take(std::move(email));

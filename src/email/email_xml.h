@@ -34,9 +34,10 @@ void writeBundleXml(std::span<const Email* const> emails, StringBuffer& out);
 StringBuffer bundleXmlDocument(std::span<const Email* const> emails);
 
 /// Reads a document and gives the e-mail of each outermost "mime_message" element to `take`, in document
-/// order. Control bytes are passed over. Signed and encrypted layers are opened, certificates met there are
-/// saved, and "QVX-" fields stay: documents are the host's own. False when the text holds no element at all.
-/// `log` may be null; the e-mails keep it.
-bool readEmailsXml(std::string_view text, CLog* log, const std::function<void(std::unique_ptr<Email>)>& take);
+/// order, after it has called `begin`, if any. Control bytes are passed over. Signed and encrypted layers are
+/// opened, certificates met there are saved, and "QVX-" fields stay: documents are the host's own. False when
+/// the text holds no element at all. `log` may be null; the e-mails keep it.
+bool readEmailsXml(std::string_view text, CLog* log, const std::function<void(std::unique_ptr<Email>)>& take,
+                   const std::function<void()>& begin = nullptr);
 
 }  // namespace qv

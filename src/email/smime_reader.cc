@@ -1,6 +1,5 @@
 #include "email/smime_reader.h"
 
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -161,21 +160,12 @@ class Unwrapper {
     list.push_back(std::move(certificate));
   }
 
-  // Opened once, when a signature asks for it.
-  SaveStore* saveStore() {
-    if (!autoSaveCerts_) return nullptr;
-    if (!saveStore_) {
-      saveStore_.emplace();
-      saveStore_->store =
-          CertificateStore::openOrCreateLocalMachineRegistryStore(kReceivedCertificatesPath, log_);
-    }
-    return &*saveStore_;
-  }
+  SaveStore* saveStore() { return autoSaveCerts_ ? &saveStore_ : nullptr; }
 
   bool autoSaveCerts_;
   CLog* log_;
   QV_Crypt crypt_;
-  std::optional<SaveStore> saveStore_;
+  SaveStore saveStore_;
   std::vector<Place> waiting_;
   std::size_t numLayers_ = 0;
   ReceivedSecurity result_;

@@ -1,5 +1,6 @@
 #include "email/smime_writer.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -84,26 +85,48 @@ void removeOuterFields(Email& part) {
   part.header() = std::move(kept);
 }
 
-// The part that is signed. What stands below its header is kept as the text that it was written as: whatever
-// writes the message again writes these very bytes.
-std::unique_ptr<Email> makeSignedPart(const Email& email, CLog* log) {
-  std::unique_ptr<Email> part = Email::withoutFields(log);
-  part->copyHeaderFrom(email);
-  const StringBuffer text = textOf(email);
-  const std::size_t headerEnd = findText(text, "\r\n\r\n");
+/// The part that is signed, and the very text that it is written as.
+struct SignedPart {
+  std::unique_ptr<Email> part;
+  StringBuffer text;
+  std::size_t start = 0;  ///< of the part's text in it
+  std::string_view view() const noexcept { return text.view().substr(start); }
+};
+
+// What stands below the part's header is kept as the text that it was written as: whatever writes the message
+// again writes these very bytes.
+SignedPart makeSignedPart(const Email& email, CLog* log) {
+  SignedPart made{.part = Email::withoutFields(log), .text = textOf(email)};
+  Email& part = *made.part;
+  part.copyHeaderFrom(email);
+  const std::size_t headerEnd = findText(made.text, "\r\n\r\n");
   if (!email.parts().empty()) {
-    const std::string boundary = writtenBoundary(text.view().substr(0, headerEnd));
+    const std::string boundary = writtenBoundary(made.text.view().substr(0, headerEnd));
     if (boundary != email.boundary() || !email.isMultipart()) {
       ContentTypeParams params = email.getContentTypeParams();
       if (!email.isMultipart()) params.type = "multipart/mixed";
       params.boundary.set(boundary);
-      part->setContentType(params);
+      part.setContentType(params);
     }
   }
-  removeOuterFields(*part);
-  part->clearBcc();
-  part->body().setRawData(BinaryData(text.view().substr(headerEnd + 4)));
-  return part;
+  removeOuterFields(part);
+  part.clearBcc();
+  const std::size_t bodyStart = headerEnd + 4;
+  part.body().setRawData(BinaryData(made.text.view().substr(bodyStart)));
+
+  // Its header goes in front of the body where that lies: a large text is not written twice.
+  StringBuffer header;
+  part.header().writeHeader(header, kPrivatePrefix);
+  header.append("\r\n\r\n");
+  if (header.size() <= bodyStart) {
+    made.start = bodyStart - header.size();
+    char* const text = made.text.extend(0) - made.text.size();
+    std::copy_n(header.view().data(), header.size(), text + made.start);
+  } else {
+    made.text.clear();
+    part.writeMime(made.text, kPrivatePrefix);
+  }
+  return made;
 }
 
 std::unique_ptr<Email> makeSignaturePart(BinaryData signature, CLog* log) {
@@ -167,9 +190,7 @@ std::unique_ptr<Email> createMultipartSigned(const Email& email, bool useService
                                              CLog* log) {
   return guarded("Unexpected exception in Email.createMultipartSigned", log, [&]() -> std::unique_ptr<Email> {
     std::unique_ptr<Email> outer = makeSignedMessage(email, log);
-    std::unique_ptr<Email> part = makeSignedPart(email, log);
-    StringBuffer text;
-    part->writeMime(text, kPrivatePrefix);
+    SignedPart inner = makeSignedPart(email, log);
 
     const std::string address(email.getFromAddress());
     const StringBuffer& chosen = email.sendSecurity().signingCert;
@@ -177,17 +198,17 @@ std::unique_ptr<Email> createMultipartSigned(const Email& email, bool useService
     BinaryData signature;
     bool isSigned = false;
     if (chosen.empty()) {
-      isSigned = crypt.createDetachedSignature(std::string_view(address), text, signature);
+      isSigned = crypt.createDetachedSignature(std::string_view(address), inner.view(), signature);
     } else {
       const Certificate certificate(chosen, log);
-      isSigned = crypt.createDetachedSignature(&certificate, text, signature);
+      isSigned = crypt.createDetachedSignature(&certificate, inner.view(), signature);
     }
     if (!isSigned) {
       logError(log, "Failed to create detached signature");
       logData(log, "signer_address", address);
       return nullptr;
     }
-    outer->addPart(std::move(part));
+    outer->addPart(std::move(inner.part));
     outer->addPart(makeSignaturePart(std::move(signature), log));
     return outer;
   });

@@ -377,14 +377,10 @@ std::unique_ptr<MailBundle> MailMan::loadMbx(std::string_view fileName) {
 std::unique_ptr<MailBundle> MailMan::loadXml(std::string_view text) {
   return unlessThrown([&]() -> std::unique_ptr<MailBundle> {
     FilteredBundle kept(settings_.filter, log_);
-    bool isFirst = true;
-    const bool read = readEmailsXml(text, log_, [&](std::unique_ptr<Email> email) {
-      if (std::exchange(isFirst, false)) logFilter(settings_, log_);
-      kept.add(std::move(email));
-    });
-    if (!read) return nullptr;
-    if (isFirst) logFilter(settings_, log_);
-    return kept.take();
+    const bool read = readEmailsXml(
+        text, log_, [&](std::unique_ptr<Email> email) { kept.add(std::move(email)); },
+        [&] { logFilter(settings_, log_); });
+    return read ? kept.take() : nullptr;
   });
 }
 

@@ -180,7 +180,7 @@ std::shared_ptr<const CertContext> CertContext::fromDer(std::string_view der, st
   X509* target = x509.get();
   if (x509 == nullptr || der.empty() || der.size() > LONG_MAX ||
       d2i_X509(&target, &at, static_cast<long>(der.size())) == nullptr) {
-    if (target == nullptr) x509.release();  // OpenSSL freed it as it failed
+    if (target == nullptr) (void)x509.release();  // OpenSSL freed it as it failed
     error = ossl::takeErrorText("not a certificate");
     return nullptr;
   }

@@ -66,7 +66,7 @@ Owned<CMS_ContentInfo> parse(std::string_view message, Error& error) {
   if (isTooLarge(message, error)) return nullptr;
   if (target == nullptr || message.empty() ||
       d2i_CMS_ContentInfo(&target, &at, static_cast<long>(message.size())) == nullptr) {
-    if (target == nullptr) parsed.release();  // OpenSSL freed it as it failed
+    if (target == nullptr) (void)parsed.release();  // OpenSSL freed it as it failed
     failed(Error::Stage::prepare, error, "not a PKCS #7 message");
     return nullptr;
   }

@@ -60,8 +60,8 @@ TEST_F(Zip, KeepsABundleOnDisk) {
   zip->Close();
   EXPECT_EQ(reported(), "(none)");
   EXPECT_FALSE(early->GetEmail());
-  EXPECT_FALSE(early->get_ZipFile());
   EXPECT_THAT(reported(), HasSubstr("The archive of this entry is closed"));
+  EXPECT_FALSE(early->get_ZipFile());
 
   const auto again = newZip();
   ASSERT_EQ(again->Open(path_), 1);

@@ -63,6 +63,7 @@ TEST_F(CertificateStoreTest, OpensWhatASpecSays) {
       {{4, 1, "../registry/a"}, ""},
       {{4, 1, std::string_view("a\0b", 3)}, ""},
       {{3, 0, "/no/such/folder/file"}, ""},
+      {{4, 3, "a/b"}, ""},
       {{5, 1}, ""},
       {{0, 0}, ""},
   };

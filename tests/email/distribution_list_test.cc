@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/log_store.h"
+#include "platform/temporary_folder.h"
 #include "support/linear_cost.h"
 
 using namespace std::string_view_literals;
@@ -22,8 +23,8 @@ std::string listed(const DistributionList& list) {
 }
 
 TEST(DistributionList, readsFiles) {
-  const auto path = std::filesystem::temp_directory_path() /
-                    ("qv_list_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
+  const qv::TemporaryFolder folder;
+  const std::string path = folder / "list";
   const struct {
     std::string_view text, addresses;
   } rows[] = {
@@ -48,25 +49,25 @@ TEST(DistributionList, readsFiles) {
   DistributionList list;
   for (const auto& row : rows) {
     std::ofstream(path, std::ios::binary) << row.text << std::flush;
-    const long count = list.loadFromFile(path.string(), nullptr);
+    const long count = list.loadFromFile(path, nullptr);
     EXPECT_EQ(count, static_cast<long>(list.count()));
     EXPECT_EQ(listed(list), row.addresses);
-    EXPECT_EQ(list.filename(), path.string());
+    EXPECT_EQ(list.filename(), path);
   }
   std::filesystem::remove(path);
   qv::CLogImpl log(std::make_shared<qv::LogStore>());
-  EXPECT_EQ(list.loadFromFile(path.string(), &log), -1);
+  EXPECT_EQ(list.loadFromFile(path, &log), -1);
   EXPECT_EQ(list.count(), 0u);
   EXPECT_FALSE(log.GetErrorEntries().empty());
 }
 
 TEST(DistributionList, costIsLinear) {
-  const auto path = std::filesystem::temp_directory_path() / "qv_long_list";
+  const qv::TemporaryFolder folder;
   for (const char* line : {"member@example.org\n", "\n", "@", "\r", "no address at all\r\n"}) {
     const auto make = [&](std::size_t n) {
       std::string text;
-      for (std::size_t i = 0; i < n; ++i) text += line;
-      const std::string file = path.string() + std::to_string(n);
+      while (text.size() < n) text += line;
+      const std::string file = folder / std::to_string(n);
       std::ofstream(file, std::ios::binary) << text;
       return file;
     };
@@ -74,9 +75,8 @@ TEST(DistributionList, costIsLinear) {
       DistributionList list;
       EXPECT_GE(list.loadFromFile(file, nullptr), 0);
     };
-    EXPECT_LT(qv_test::costOfTwice(200'000, make, work), 3) << line;
+    EXPECT_LT(qv_test::costOfTwice(2'000'000, make, work), 3) << line;
   }
-  for (const char* n : {"100000", "400000"}) std::filesystem::remove(path.string() + n);
 }
 
 TEST(DistributionList, keepsOneOfEach) {

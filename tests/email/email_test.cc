@@ -290,7 +290,7 @@ TEST_F(EmailTest, tellsWhereItCameFrom) {
   email.addTo("", "t@h");
   email.setOrigination(qv::Origination::loadedFromMbx);
   email.logOrigination(log_.get());
-  EXPECT_TRUE(log_.holds({"origination: loaded from MBX", "Subject: s", "To: t@h"})) << log_.text();
+  EXPECT_TRUE(log_.holds({"origination: loaded from MBX", "subject: s", "to: t@h"})) << log_.text();
   EXPECT_EQ(qv::originationText(static_cast<qv::Origination>(-1)), "unknown");
 }
 

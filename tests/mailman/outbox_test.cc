@@ -2,15 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
 #include <regex>
 #include <stdexcept>
 
 #include "email/email_reader.h"
 #include "email/replace_patterns.h"
+#include "platform/temporary_folder.h"
 #include "support/log_lines.h"
 #include "support/scripted_server.h"
+#include "support/test_certificates.h"
 
 namespace qv {
 namespace {
@@ -198,6 +199,41 @@ TEST(Outbox, PatternsAreReplacedInACopy) {
   EXPECT_EQ(email->getBody(), "Dear NAME and NAME \r\n");
 }
 
+// What is signed is what was prepared; what cannot be signed is not sent.
+TEST(Outbox, SignsWhatItSends) {
+  qv_test::TemporaryStores stores;
+  const auto email = newEmail("Dear NAME\r\n");
+  email->setFrom("jane@example.org");
+  email->sendSecurity().sendSigned = true;
+  ReplacePatterns patterns;
+  patterns.set("NAME", "Bob");
+  SmtpServer server;
+  OutboxSettings settings = settingsFor(server.port());
+  settings.defaults.charset = "utf-8";
+  const auto plain = newEmail();
+  LogLines log;
+  Outbox outbox(settings, nullptr, log.get());
+  for (const ReplacePatterns* each :
+       {static_cast<const ReplacePatterns*>(nullptr), &std::as_const(patterns)}) {
+    log.clear();
+    EXPECT_TRUE(outbox.sendEmail({email.get(), each}).reportError);
+    EXPECT_EQ(log.count("Send failed."), 1U) << log.text();
+    const SendReport report = outbox.sendBundle({{plain.get()}, {email.get(), each}, {plain.get()}});
+    EXPECT_TRUE(!report.success && report.reportError);
+    EXPECT_EQ(log.count("Send failed."), 2U) << log.text();
+  }
+  stores.give(qv_test::jane());
+  EXPECT_TRUE(outbox.sendEmail({email.get(), &patterns}).success) << log.text();
+  ASSERT_EQ(server.messages().size(), 3U);
+  const std::string& text = server.messages().back();
+  EXPECT_NE(text.find("multipart/signed"), std::string::npos) << text;
+  EXPECT_NE(text.find("charset=\"utf-8\""), std::string::npos) << text;
+  EXPECT_NE(text.find("Dear Bob\r\n"), std::string::npos) << text;
+  EXPECT_TRUE(createFromMimeText(text.substr(0, text.size() - 5), {.processSecurity = true}, nullptr)
+                  ->receivedSecurity()
+                  .signaturesValid);
+}
+
 TEST(Outbox, DefaultCharsets) {
   const struct {
     const char *language, *charset;
@@ -260,7 +296,8 @@ TEST(Outbox, AnswersToHostileMail) {
 
 // Lines of a list that are no addresses reach no command; the others get their mail.
 TEST(Outbox, ListsOfAllSorts) {
-  const std::string path = ::testing::TempDir() + "quorvel_list";
+  const qv::TemporaryFolder folder;
+  const std::string path = folder / "list";
   std::ofstream(path, std::ios::binary)
       << "\xEF\xBB\xBF"
          "a@h\r\nb@h\rDATA\nc@h>\nNOOP\nd\0@h\r\n\"NOOP\r\n\"@h\n<e@h> SIZE=1>\n <f@h> \nG <g@h>\n@"sv;
@@ -281,7 +318,6 @@ TEST(Outbox, ListsOfAllSorts) {
     EXPECT_EQ(receivers, split("<a@h>|<c@h>|<\"@h>|<f@h>|<g@h>|<@>"));
     EXPECT_EQ(server.messages().size(), individual ? 5U : 1U);
   }
-  std::remove(path.c_str());
 }
 
 // No body ends its message early, begins another, or leaves the choice to the servers on the way.

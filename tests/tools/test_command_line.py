@@ -1,4 +1,4 @@
-"""The program `quorvel` as its users run it: send, serve, demo; what arrives, what is said, exit statuses."""
+"""The program `quorvel` as its users run it: send, serve, filter, demo; what arrives, what is said, exit statuses."""
 
 import contextlib
 import os
@@ -211,18 +211,61 @@ class CommandLineTest(ProgramTest):
     def test_demo_and_examples(self):
         result = quorvel("demo", cwd=ROOT)
         self.check(result, 0)
-        for text in (b"100%", b"RCPT TO:<dora@example.org>", b"multipart/alternative\n", b"Mail sent to 3 recipients"):
-            self.assertIn(text, result.stdout)
-        self.assertLess(result.stdout.count(b"\n"), 60, "one screen")
+        sent, _, read = result.stdout.partition(b"RECEIVING: ")
+        for text in (b"100%", b"RCPT TO:<dora@example.org>", b"multipart/alternative\n"):
+            self.assertIn(text, sent)
+        for text in (b"100%", b'  "The harvest fair" from', b'  "Who comes to the fair" from', b"Login successful"):
+            self.assertIn(text, read)
+        self.assertRegex(read, rb"What stays on the server\n#.*\n1  .*The choir\n$")
+        for part in sent, read:
+            self.assertLess(part.count(b"\n"), 35, "one screen")
         self.check(quorvel("demo", "--examples", "/no/such"), 5, b"/no/such")
         self.assertRegex(quorvel("--version").stdout, rb"^quorvel \d+\.\d+\.\d+\n$")
         self.assertEqual(quorvel("--version").stdout, quorvel("version").stdout)
 
-        server = self.serving()
-        example = subprocess.run([sys.executable, os.path.join(EXAMPLES, "compose_and_send.py"), "127.0.0.1",
-                                  str(server.port)], capture_output=True, timeout=60)
-        self.assertEqual(example.returncode, 0, example.stderr)
-        self.assertIn(b"The harvest fair", server.kept()[0][1])
+    def test_examples(self):
+        def built(name):
+            program = self.file(name)
+            library = os.environ["QUORVEL_LIBRARY"]
+            subprocess.run([os.environ.get("CXX", "g++"), "-std=c++20", "-I", os.path.join(ROOT, "include"),
+                            os.path.join(EXAMPLES, name + ".cc"), library, "-Wl,-rpath," + os.path.dirname(library),
+                            "-o", program], check=True)
+            return [program]
+
+        for host in built, lambda name: [sys.executable, os.path.join(EXAMPLES, name + ".py")]:
+            server = self.serving("--pop3-port", "0")
+            for name, port, said in (("compose_and_send", server.port, b"\nsent\n"),
+                                     ("receive", server.pop_port, b"The harvest fair: 0 attachments\n")):
+                result = subprocess.run([*host(name), "127.0.0.1", str(port), "bob"], input=b"secret\n",
+                                        capture_output=True, timeout=60)
+                self.assertEqual(result.returncode, 0, result.stderr)
+                self.assertIn(said, result.stdout)
+            self.assertEqual(server.kept(), [], "fetched and deleted")
+
+    def test_filter(self):
+        report = self.file("report.eml", "From: Ann <ann@x.org>\r\nSubject: Monthly report \x1b[31m\r\n\r\nx\r\n")
+        letter = self.file("letter.eml", "From: bob@x.org\r\nSubject: letter\r\n\r\nx\r\n")
+        missing = self.file("missing.eml")
+        rows = [  # arguments, exit status, first words of the lines that name files, what else is printed
+            (("Subject like \"*report*\"", report, letter), 0, ["kept", "left"], "1 of 2 messages kept\n"),
+            (("not (Subject = \"letter\")", letter), 0, ["left"], "-> true"),
+            (("Subject = \"letter\"", "--explain", letter, letter), 0, ["kept", "kept"], "-> true"),
+            (("Subject contains \"rep\"", report), 0, ["kept"], "Monthly report \\x1B[31m\") contains \"rep\" -> true"),
+            (("Subject=\"letter\"", letter), 0, ["left"], "0 of 1 message kept\n"),
+            (("", report, letter), 0, ["kept", "kept"], "2 of 2 messages kept\n"),
+            (("From", report, missing, letter), 5, ["kept", "kept"], "2 of 2 messages kept\n"),
+            (("From", missing), 5, [], ""),
+            (("From",), 2, [], ""),
+        ]
+        for args, status, verdicts, printed in rows:
+            with self.subTest(args):
+                result = quorvel("filter", *args)
+                self.check(result, status, missing.encode() if missing in args else b"")
+                text = result.stdout.decode()
+                self.assertEqual([line.split()[0] for line in text.splitlines() if line.endswith(".eml")], verdicts)
+                self.assertIn(printed, text)
+                self.assertNotIn("\x1b", text)
+                self.assertEqual("Steps" in text, "--explain" in args or len(args) == 2 and not missing in args)
 
 
 if __name__ == "__main__":

@@ -97,8 +97,7 @@ Removal removeWritten(Mailbox& mailbox, const MessageFolder& folder, const Fetch
     folder.settle();
     return mailbox.remove(fetched.written);
   } catch (Failure& failure) {
-    failure.what = counted(fetched.written.size(), "message") +
-                   " fetched, but it is not known whether the server has deleted them: " + failure.what;
+    failure.what = counted(fetched.written.size(), "message") + " fetched, but " + failure.what;
     throw;
   }
 }

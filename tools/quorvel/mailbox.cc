@@ -102,9 +102,26 @@ Download Mailbox::copy(std::int32_t maxCount, const std::string& journal, Progre
   return downloaded(session_.mailMan().CopyMail());
 }
 
+Download Mailbox::transfer(const std::string& filter, ProgressBar* bar) {
+  session_.beginOperation();
+  session_.mailMan().put_Filter(filter);
+  const ShownProgress progress(session_.mailMan(), ShownProgress::Work::receiving, bar);
+  return downloaded(session_.mailMan().TransferMail());
+}
+
 Download Mailbox::fetch(const std::vector<std::string>& uidls) {
   session_.beginOperation();
   return downloaded(session_.mailMan().FetchMultiple(newArray(uidls).get()));
+}
+
+/// A deletion reports nothing; what the server lists afterwards is what became of it.
+std::vector<std::string> Mailbox::uidlsAfterDeletion() {
+  try {
+    return uidls();
+  } catch (Failure& failure) {
+    failure.what = "it is not known what the server has deleted: " + failure.what;
+    throw;
+  }
 }
 
 Removal Mailbox::remove(const std::vector<std::string>& uidls) {
@@ -118,8 +135,7 @@ Removal Mailbox::remove(const std::vector<std::string>& uidls) {
   if (wanted.empty()) return removal;
   session_.beginOperation();
   session_.mailMan().DeleteMultiple(newArray(wanted).get());
-  // The deletion itself reports nothing; what the server lists now is what became of it.
-  const Counts after = countsOf(this->uidls());
+  const Counts after = countsOf(uidlsAfterDeletion());
   for (const std::string& uidl : wanted) {
     const std::size_t still = countIn(after, uidl);
     removal.deleted += countIn(before, uidl) - std::min(still, countIn(before, uidl));

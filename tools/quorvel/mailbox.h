@@ -64,6 +64,8 @@ class Mailbox {
   Download headers(const std::string& filter);
   /// The first `maxCount` messages. A journal gets the text of each as it came. The bar may be null.
   Download copy(std::int32_t maxCount, const std::string& journal, ProgressBar* bar);
+  /// Those that the filter keeps, which are then deleted from the server. The bar may be null.
+  Download transfer(const std::string& filter, ProgressBar* bar);
   /// Those with these ids.
   Download fetch(const std::vector<std::string>& uidls);
   /// Deletes the messages with these ids, each of which stands here as often as messages are meant by it:
@@ -73,6 +75,7 @@ class Mailbox {
  private:
   Mailbox(const Server& server, const std::string& user) : server_(server), user_(user), session_(server) {}
   Download downloaded(const quorvel::Ref<quorvel::IQuorvelEmailBundle>& bundle);
+  std::vector<std::string> uidlsAfterDeletion();
   Failure failure();
 
   Server server_;

@@ -51,7 +51,7 @@ void printColumns(const Widths& widths, const std::string& number, const Message
   std::string line = std::string(widths.number - number.size(), ' ') + number + gap +
                      (widthOf(row.uidl) > widths.uidl ? row.uidl : fitted(row.uidl, widths.uidl)) + gap +
                      fitted(row.date.substr(0, Widths::kDate), Widths::kDate) + gap +
-                     fitted(row.sender, widths.sender) + gap + fitted(row.subject, widths.subject);
+                     fitted(row.name, widths.sender) + gap + fitted(row.subject, widths.subject);
   line.erase(line.find_last_not_of(' ') + 1);
   std::cout << line << '\n';
 }
@@ -67,8 +67,9 @@ std::vector<MessageRow> rowsOf(const std::vector<Email>& emails, const std::vect
     std::deque<std::size_t>& known = numbers[uidl];
     const std::size_t number = known.empty() ? 0 : known.front();
     if (!known.empty()) known.pop_front();
+    const std::string name = email->get_FromName();
     rows.push_back({number, field(uidl), field(dateText(email->get_EmailDate())), field(email->get_From()),
-                    field(email->get_Subject())});
+                    field(email->get_Subject()), field(name.empty() ? email->get_FromAddress() : name)});
   }
   return rows;
 }
@@ -82,7 +83,7 @@ void print(const std::vector<MessageRow>& rows, std::size_t width) {
     return;
   }
   const Widths widths(rows, width);
-  if (!rows.empty()) printColumns(widths, "#", {0, "unique id", "date", "from", "subject"});
+  if (!rows.empty()) printColumns(widths, "#", {0, "unique id", "date", "", "subject", "from"});
   for (const MessageRow& row : rows) printColumns(widths, numberText(row), row);
 }
 

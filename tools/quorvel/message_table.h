@@ -12,6 +12,7 @@ namespace cli {
 struct MessageRow {
   std::size_t number = 0;  ///< on the server, from 1; 0 when the server does not list it any more
   std::string uidl, date, sender, subject;
+  std::string name;  ///< of the sender, or the address where there is none
 };
 
 /// Rows for e-mails in server order; `uidls` are all that the server lists.

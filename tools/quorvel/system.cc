@@ -66,9 +66,10 @@ Descriptor::~Descriptor() {
 
 TemporaryFolder::TemporaryFolder(const std::string& parent) {
   std::error_code error;
-  const std::filesystem::path above =
-      parent.empty() ? std::filesystem::temp_directory_path(error) : std::filesystem::path(parent);
-  std::string name = (above / ".quorvel-XXXXXX").string();
+  // Hidden where it stands beside files of the user's.
+  std::string name = parent.empty()
+                         ? (std::filesystem::temp_directory_path(error) / "quorvel-XXXXXX").string()
+                         : parent + "/.quorvel-XXXXXX";
   if (mkdtemp(name.data()) == nullptr) {
     throw Failure{
         Status::file, "cannot make a temporary folder " + name, std::generic_category().message(errno),
