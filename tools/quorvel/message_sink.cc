@@ -28,9 +28,10 @@ Failure cannotWrite(const std::string& path, std::string details) {
           "is there room, and may this user write there?"};
 }
 
-/// Throws what the last operation of the component reported, if it did.
-void checkReported(const std::string& path) {
-  if (const auto error = quorvel::lastError()) throw cannotWrite(path, error->description);
+/// With what the last operation of the component reported.
+Failure reportedFailure(const std::string& path) {
+  const auto error = quorvel::lastError();
+  return cannotWrite(path, error ? error->description : "");
 }
 
 /// A file in the making, in a folder of its own beside the place that it is for.
@@ -144,7 +145,7 @@ class XmlSink final : public MessageSink {
 
   void finish() override {
     bundle_->SaveXml(draft_.path());
-    checkReported(draft_.target());
+    if (quorvel::lastError()) throw reportedFailure(draft_.target());
     draft_.publish();
   }
 
@@ -158,12 +159,12 @@ class ZipSink final : public MessageSink {
   ZipSink(const std::string& path, bool replace)
       : draft_(path, replace), zip_(quorvel::create<quorvel::IQuorvelZip4>("QuorvelMail.QuorvelZip")) {
     if (!zip_) throw Failure{Status::failed, "the component gave no QuorvelZip", "", ""};
-    if (zip_->Create(draft_.path()) != 1) checkReported(path);
+    if (zip_->Create(draft_.path()) != 1) throw reportedFailure(path);
   }
 
   void write(const Message& message) override {
     isEmpty_ = false;
-    if (!zip_->AppendEmail(message.email.get())) checkReported(draft_.target());
+    if (!zip_->AppendEmail(message.email.get())) throw reportedFailure(draft_.target());
   }
 
   void finish() override {
@@ -173,7 +174,7 @@ class ZipSink final : public MessageSink {
       return;
     }
     zip_->Close();
-    checkReported(draft_.target());
+    if (quorvel::lastError()) throw reportedFailure(draft_.target());
     draft_.publish();
   }
 

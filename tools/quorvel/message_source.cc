@@ -225,8 +225,9 @@ class ZipSource final : public MessageSource {
     if (at_ >= count_) return false;
     const auto entry = zip_->GetEntryByIndex(at_++);
     auto email = entry ? entry->GetEmail().as<quorvel::IQuorvelEmail3>() : nullptr;
-    if (!email)
+    if (!email) {
       throw unreadable("entry " + std::to_string(at_) + " of " + path_, reported("it is no message"));
+    }
     message = {email, email->GetMime(), numbered(static_cast<std::size_t>(at_))};
     return true;
   }
