@@ -1,7 +1,6 @@
 #include "quorvel/message_file.h"
 
 #include <fcntl.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -45,17 +44,6 @@ bool writeAll(int file, std::string_view content) {
     content.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
-}
-
-/// Gives a file its name, where that is free.
-bool moveToFreeName(const std::string& from, const std::string& to) {
-  if (::link(from.c_str(), to.c_str()) == 0) {
-    ::unlink(from.c_str());
-    return true;
-  }
-  if (errno == EEXIST) return false;
-  // Not every file system knows links.
-  return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "quorvel/system.h"
 
+#include <fcntl.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -46,6 +48,16 @@ void waitForStopSignal() {
   int received = 0;
   while (sigwait(&signals, &received) != 0) {
   }
+}
+
+bool moveToFreeName(const std::string& from, const std::string& to) {
+  if (::link(from.c_str(), to.c_str()) == 0) {
+    ::unlink(from.c_str());
+    return true;
+  }
+  if (errno == EEXIST) return false;
+  // Not every file system knows links.
+  return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
 }
 
 Descriptor::~Descriptor() {

@@ -16,6 +16,9 @@ void holdStopSignals();
 /// Waits until one has come.
 void waitForStopSignal();
 
+/// Gives a file another name on the same file system, where that is free; false, with errno, when it is not.
+bool moveToFreeName(const std::string& from, const std::string& to);
+
 /// An open file; closed at the end.
 class Descriptor {
  public:
