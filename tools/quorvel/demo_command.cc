@@ -99,9 +99,7 @@ void sendOne(Session& session, const Server& server, const Sample& sample, const
   const Outcome outcome = send(session, *email, &bar);
   if (outcome.status == Status::ok) return;
   printLog(session);
-  Failure failure = diagnose(Protocol::smtp, server, "", outcome.entries);
-  failure.what = "the mail did not arrive: " + failure.what;
-  throw failure;
+  throw diagnose(Protocol::smtp, server, "", outcome.entries);
 }
 
 void printArrived(const qv::ReceivedMessage& message) {

@@ -67,6 +67,7 @@ std::vector<std::string> Mailbox::uidls() {
   // A listing that breaks off gives what was listed so far; then an error was logged.
   if (!array || !session_.entries().errors.empty()) throw failure();
   std::vector<std::string> uidls;
+  uidls.reserve(static_cast<std::size_t>(array->get_Count()));
   for (std::int32_t i = 0; i < array->get_Count(); ++i) uidls.push_back(array->GetString(i));
   return uidls;
 }

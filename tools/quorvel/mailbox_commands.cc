@@ -52,6 +52,7 @@ struct DeleteOptions {
 
 std::vector<std::string> uidlsOf(const std::vector<Email>& emails) {
   std::vector<std::string> uidls;
+  uidls.reserve(emails.size());
   for (const Email& email : emails) uidls.push_back(email->get_ServerUidl());
   return uidls;
 }
