@@ -1,5 +1,7 @@
 #include "api/qv_string_array.h"
 
+#include <algorithm>
+
 #include "api/public_call.h"
 
 namespace qv {
@@ -87,6 +89,7 @@ quorvel::Ref<quorvel::IQvStringArray> createStringArray(const std::vector<String
 std::vector<StringBuffer> textsOf(quorvel::IQvStringArray& array) {
   std::vector<StringBuffer> texts;
   const std::int32_t count = array.get_Count();
+  texts.reserve(static_cast<std::size_t>(std::max(count, 0)));
   for (std::int32_t i = 0; i < count; ++i) texts.emplace_back(array.GetString(i));
   return texts;
 }

@@ -265,6 +265,7 @@ TEST(Expression, CostIsLinear) {
   EXPECT_LT(cost(5000, "", "not (", "a"), 3);
   EXPECT_LT(cost(5000, "", "a = b and ", "a"), 3);
   EXPECT_LT(cost(5000, "", "a ", ""), 3);
+#if !defined(__SANITIZE_ADDRESS__)  // with it the library's fast substring search is not used
   // A pattern and a value that fit together for long, but not to the end.
   EXPECT_LT(qv_test::costOfTwice(
                 30000, [](std::size_t n) { return std::string(n, 'a'); },
@@ -275,6 +276,7 @@ TEST(Expression, CostIsLinear) {
                   wildcardMatch(text, pattern, false);
                 }),
             3);
+#endif
 }
 
 }  // namespace
