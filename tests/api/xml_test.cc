@@ -57,7 +57,9 @@ Strings subjectsOf(const Ref<Bundle>& bundle) {
 class Xml : public ::testing::Test {
  protected:
   void TearDown() override { std::remove(path_.c_str()); }
-  std::string path_ = ::testing::TempDir() + "quorvel_xml_test";
+  // Of its own for each test: they may run at the same time.
+  std::string path_ =
+      ::testing::TempDir() + "quorvel_xml_" + ::testing::UnitTest::GetInstance()->current_test_info()->name();
 };
 
 TEST_F(Xml, AnEmailIsSavedAndLoadedBack) {

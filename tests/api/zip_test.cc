@@ -41,7 +41,9 @@ class Zip : public ::testing::Test {
   void TearDown() override { std::remove(path_.c_str()); }
   static Ref<IQuorvelZip4> newZip() { return quorvel::create<IQuorvelZip4>("QuorvelMail.QuorvelZip"); }
 
-  std::string path_ = ::testing::TempDir() + "quorvel_test.zip";
+  // Of its own for each test: they may run at the same time.
+  std::string path_ = ::testing::TempDir() + "quorvel_" +
+                      ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".zip";
 };
 
 TEST_F(Zip, KeepsABundleOnDisk) {
