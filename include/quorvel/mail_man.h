@@ -27,7 +27,9 @@ class QUORVEL_API IQuorvelMailMan : public IQuorvelObject {
   virtual std::int32_t SendEmail(IQuorvelEmail* email) = 0;
   /// Sends the e-mails of a bundle one after the other in one session. 1 when none of them ended it before
   /// its time: an e-mail that the server takes for none of its recipients is passed over, the log says so. A
-  /// server that cannot be reached leaves no error report.
+  /// server that cannot be reached leaves no error report. A bundle of the host's own class is asked for each
+  /// e-mail at its turn, when the one before it is done with; it may make them as they are asked for, all in
+  /// the same object. Progress then counts e-mails.
   virtual std::int32_t SendBundle(IQuorvelEmailBundle* bundle) = 0;
   virtual std::string get_MailHost() = 0;  ///< the POP3 server
   virtual void put_MailHost(std::string_view host) = 0;

@@ -22,19 +22,27 @@ OutgoingEmail outgoing(const InternalEmail& email) {
   return {email.email.get(), email.patterns.get()};
 }
 
-/// The e-mails of a bundle, in its order. The bundle may be the host's own.
-std::vector<InternalEmail> emailsOf(quorvel::IQuorvelEmailBundle& bundle) {
-  std::vector<InternalEmail> emails;
-  if (const auto* own = dynamic_cast<const CQuorvelEmailBundle*>(&bundle)) {
-    for (const PersistedEmail& entry : own->entries()) emails.push_back(emailToSend(*entry.email));
-    return emails;
-  }
-  const std::int32_t count = bundle.get_MessageCount();
-  for (std::int32_t i = 0; i < count; ++i) {
-    const auto email = bundle.GetEmail(i);
-    emails.push_back(email ? emailToSend(*email) : InternalEmail{});
-  }
-  return emails;
+/// Sends the e-mails of a bundle of the component's, which are all there and keep their order whatever a sink
+/// does to the bundle meanwhile.
+SendReport sendOwn(Outbox& outbox, const CQuorvelEmailBundle& bundle) {
+  std::vector<InternalEmail> messages;
+  for (const PersistedEmail& entry : bundle.entries()) messages.push_back(emailToSend(*entry.email));
+  std::vector<OutgoingEmail> emails;
+  emails.reserve(messages.size());
+  for (const InternalEmail& message : messages) emails.push_back(outgoing(message));
+  return outbox.sendBundle(emails);
+}
+
+/// Sends those of a host's own bundle, which may make each of them as it is asked for.
+SendReport sendForeign(Outbox& outbox, quorvel::IQuorvelEmailBundle& bundle) {
+  const quorvel::Ref<quorvel::IQuorvelEmailBundle> stay(&bundle);
+  InternalEmail current;
+  const auto emailAt = [&](std::size_t index) {
+    const auto email = bundle.GetEmail(static_cast<std::int32_t>(index));
+    current = email ? emailToSend(*email) : InternalEmail{};
+    return outgoing(current);
+  };
+  return outbox.sendBundle(static_cast<std::size_t>(std::max(bundle.get_MessageCount(), 0)), emailAt);
 }
 
 void failWith(const Operation& operation, void (*logFailure)(CLog*, std::string_view),
@@ -265,11 +273,8 @@ std::int32_t CQuorvelMailMan::SendBundle(quorvel::IQuorvelEmailBundle* bundle) {
       logError(log, "Bundle parameter is NULL in SendBundle");
       return Outcome::failed;
     }
-    const std::vector<InternalEmail> messages = emailsOf(*bundle);
-    std::vector<OutgoingEmail> emails;
-    emails.reserve(messages.size());
-    for (const InternalEmail& message : messages) emails.push_back(outgoing(message));
-    return outcomeOf(outbox.sendBundle(emails));
+    const auto* own = dynamic_cast<const CQuorvelEmailBundle*>(bundle);
+    return outcomeOf(own != nullptr ? sendOwn(outbox, *own) : sendForeign(outbox, *bundle));
   });
 }
 

@@ -19,6 +19,7 @@ namespace {
 constexpr std::uint64_t kConnectStep = 200;
 constexpr std::uint64_t kPrepareStep = 50;
 constexpr std::uint64_t kPrepareStepOfBundle = 75;
+constexpr std::uint64_t kStepOfUnknownSize = 1000;  // a whole e-mail
 
 constexpr SendReport kSent{.success = true};
 constexpr SendReport kFailed{.success = false, .reportError = true};
@@ -103,7 +104,7 @@ SendReport Outbox::sendWatched(const OutgoingEmail& outgoing, ProgressMonitor& p
 
   reached.sendAttempted = true;
   SendOutcome outcome;
-  const bool sent = send(*session, prepared, progress, outcome);
+  const bool sent = send(*session, prepared, &progress, outcome);
   reached.cleaningUp = sent;
   prepared.copy.reset();
   session.reset();
@@ -116,6 +117,17 @@ SendReport Outbox::sendBundle(const std::vector<OutgoingEmail>& bundle) {
   std::uint64_t total = 0;
   for (const OutgoingEmail& outgoing : bundle) total += sizeOf(outgoing.email);
   ProgressMonitor progress = progressOf(total);
+  const auto emailAt = [&](std::size_t index) { return bundle[index]; };
+  return sendEach(bundle.size(), emailAt, progress, true);
+}
+
+SendReport Outbox::sendBundle(std::size_t count, const EmailAt& emailAt) {
+  ProgressMonitor progress = progressOf(2 * kConnectStep + count * kStepOfUnknownSize);
+  return sendEach(count, emailAt, progress, false);
+}
+
+SendReport Outbox::sendEach(std::size_t count, const EmailAt& emailAt, ProgressMonitor& progress,
+                            bool countsBytes) {
   progress.step(kConnectStep);
   std::unique_ptr<SmtpConn> session = openSession(settings_.smtp);
   if (session == nullptr) {
@@ -123,23 +135,25 @@ SendReport Outbox::sendBundle(const std::vector<OutgoingEmail>& bundle) {
     return kFailedQuietly;
   }
   progress.step(kConnectStep);
-  const bool isComplete = std::all_of(bundle.begin(), bundle.end(), [&](const OutgoingEmail& outgoing) {
-    return sendOfBundle(*session, outgoing, progress);
-  });
+  bool isComplete = true;
+  for (std::size_t index = 0; index < count && isComplete; ++index) {
+    isComplete = sendOfBundle(*session, emailAt(index), countsBytes ? &progress : nullptr);
+    if (!countsBytes) progress.step(kStepOfUnknownSize);
+  }
   session.reset();
   progress.finish();
   return isComplete ? kSent : kFailed;
 }
 
-/// Whether the next e-mail of the bundle can be sent.
-bool Outbox::sendOfBundle(SmtpConn& session, const OutgoingEmail& outgoing, ProgressMonitor& progress) {
+/// Whether the next e-mail of the bundle can be sent. `progress` may be null.
+bool Outbox::sendOfBundle(SmtpConn& session, const OutgoingEmail& outgoing, ProgressMonitor* progress) {
   if (outgoing.email == nullptr) {
     logError(log_, "Internal error in SendBundle");
     return false;
   }
   Prepared prepared;
   prepareOrLog(outgoing, prepared);
-  progress.step(kPrepareStepOfBundle);
+  if (progress != nullptr) progress->step(kPrepareStepOfBundle);
   SendOutcome outcome;
   const bool sent = send(session, prepared, progress, outcome);
   const bool canGoOn = sent || (prepared.email != nullptr && !outcome.fatal);
@@ -170,7 +184,7 @@ SendReport Outbox::quickSend(std::string_view from, std::string_view to, std::st
   progress.step(kConnectStep);
   progress.step(kPrepareStep);
   SendOutcome outcome;
-  const bool sent = send(*session, prepared, progress, outcome);
+  const bool sent = send(*session, prepared, &progress, outcome);
   session.reset();
   if (!sent) logError(log_, "Send failed.");
   progress.finish();
@@ -258,13 +272,13 @@ void Outbox::applyDefaultCharset(Email& email) const {
 // Sending what was prepared.
 
 /// False also when there is nothing to send. What escapes counts as a failed send that ends the session.
-bool Outbox::send(SmtpConn& session, const Prepared& prepared, ProgressMonitor& progress,
+bool Outbox::send(SmtpConn& session, const Prepared& prepared, ProgressMonitor* progress,
                   SendOutcome& outcome) {
   if (prepared.email == nullptr) return false;
   try {
     DistributionList rejected;
-    return session.sendEmail(prepared.email, settings_.logMailSentFilename, log_, &progress, outcome,
-                             rejected, settings_.sendIndividual);
+    return session.sendEmail(prepared.email, settings_.logMailSentFilename, log_, progress, outcome, rejected,
+                             settings_.sendIndividual);
   } catch (...) {
     logError(log_, "Unexpected exception sending email");
     outcome.fatal = true;

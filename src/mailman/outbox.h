@@ -1,7 +1,9 @@
 // Preparing e-mails and sending them: what the sending operations of the mail manager share.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -50,6 +52,10 @@ struct OutgoingEmail {
   const ReplacePatterns* patterns = nullptr;
 };
 
+/// Gives the e-mails of a bundle by their index, one after the other. What it gives is used until it is
+/// called again.
+using EmailAt = std::function<OutgoingEmail(std::size_t index)>;
+
 /// What a sending operation came to.
 struct SendReport {
   bool success = false;
@@ -78,6 +84,9 @@ class Outbox {
   /// over; a session that cannot go on, an e-mail that cannot be prepared and one that is missing end it all
   /// without success. A server that cannot be reached leaves no error report.
   SendReport sendBundle(const std::vector<OutgoingEmail>& bundle);
+  /// The same with `count` e-mails that are asked for each at its turn, so that no more than one has to be
+  /// there at a time. Progress counts e-mails: how large they are is not known before.
+  SendReport sendBundle(std::size_t count, const EmailAt& emailAt);
   /// Composes a plain message and sends it through port 25 of `smtpServer`. Its failures are always reported,
   /// with the last error alone.
   SendReport quickSend(std::string_view from, std::string_view to, std::string_view subject,
@@ -91,13 +100,14 @@ class Outbox {
   struct Milestones;
   struct Prepared;
   SendReport sendWatched(const OutgoingEmail& outgoing, ProgressMonitor& progress, Milestones& reached);
-  bool sendOfBundle(SmtpConn& session, const OutgoingEmail& outgoing, ProgressMonitor& progress);
+  SendReport sendEach(std::size_t count, const EmailAt& emailAt, ProgressMonitor& progress, bool countsBytes);
+  bool sendOfBundle(SmtpConn& session, const OutgoingEmail& outgoing, ProgressMonitor* progress);
   std::unique_ptr<SmtpConn> openSession(const SmtpSettings& smtp);
   Prepared prepare(const OutgoingEmail& outgoing);
   bool prepareOrLog(const OutgoingEmail& outgoing, Prepared& prepared);
   void logPatterns(const ReplacePatterns& patterns);
   void applyDefaultCharset(Email& email) const;
-  bool send(SmtpConn& session, const Prepared& prepared, ProgressMonitor& progress, SendOutcome& outcome);
+  bool send(SmtpConn& session, const Prepared& prepared, ProgressMonitor* progress, SendOutcome& outcome);
   ProgressMonitor progressOf(std::uint64_t total) const;
 
   const OutboxSettings& settings_;

@@ -178,6 +178,71 @@ TEST(MailMan, SendsBundlesMergedAndCloned) {
   EXPECT_EQ(reported(), "Bundle parameter is NULL in SendBundle");
 }
 
+/// A host's own bundle, which makes its e-mails as they are asked for: all of them are one object.
+class WrittenOnDemand : public quorvel::Implements<quorvel::IQuorvelEmailBundle> {
+ public:
+  WrittenOnDemand(std::vector<std::string> names, std::function<std::size_t()> numSent)
+      : names_(std::move(names)), numSent_(std::move(numSent)) {
+    email_->SetReplacePattern("Ann", "-");
+  }
+  std::int32_t get_MessageCount() override { return static_cast<std::int32_t>(names_.size()); }
+  quorvel::Ref<quorvel::IQuorvelEmail> GetEmail(std::int32_t index) override {
+    sentBefore.push_back(numSent_());
+    const std::string& name = names_[static_cast<std::size_t>(index)];
+    if (name.empty()) return nullptr;
+    email_->SetReplacePattern("Ann", name);
+    return email_;
+  }
+  std::int32_t AddEmail(quorvel::IQuorvelEmail*) override { return 0; }
+  std::int32_t RemoveEmail(quorvel::IQuorvelEmail*) override { return 0; }
+  std::int32_t AppendToZip(quorvel::IQuorvelZip4*) override { return 0; }
+  std::int32_t AddFromZip(quorvel::IQuorvelZip4*) override { return 0; }
+
+  std::vector<std::size_t> sentBefore;
+
+ private:
+  std::vector<std::string> names_;
+  std::function<std::size_t()> numSent_;
+  quorvel::Ref<quorvel::IQuorvelEmail2> email_ = newEmail();
+};
+
+TEST(MailMan, AsksAHostsBundleForEachEmailAtItsTurn) {
+  SmtpServer server;
+  const auto mailMan = newMailMan(server.port());
+  std::vector<std::int32_t> percents;
+  quorvel::connect(*mailMan, [&](std::int32_t, std::int32_t, std::int32_t percent, std::int32_t) {
+    percents.push_back(percent);
+  });
+  mailMan->GetLog()->ClearLog();
+  const auto numSent = [&] {
+    std::istringstream entries(mailMan->GetLog()->GetInfoEntries());
+    std::size_t count = 0;
+    for (std::string entry; std::getline(entries, entry);) {
+      count += entry.find("Mail sent to 1 recipient") != std::string::npos;
+    }
+    return count;
+  };
+  const auto send = [&](std::vector<std::string> names) {
+    const auto bundle = quorvel::make<WrittenOnDemand>(std::move(names), numSent);
+    const std::int32_t sent = mailMan->SendBundle(bundle.get());
+    return std::pair(sent, bundle->sentBefore);
+  };
+  EXPECT_EQ(send({"Bob", "Eve", "Zoe"}), std::pair(1, std::vector<std::size_t>{0, 1, 2}));
+  EXPECT_EQ(reported(), "(none)");
+  for (const std::size_t i : {0U, 1U, 2U}) {
+    constexpr const char* kGreetings[] = {"Dear Bob,", "Dear Eve,", "Dear Zoe,"};
+    EXPECT_THAT(server.messages()[i], HasSubstr(kGreetings[i]));
+  }
+  EXPECT_EQ(server.count("EHLO"), 1U);
+  EXPECT_EQ(percents.back(), 100);
+  EXPECT_EQ(percents.front(), 5) << "connected, nothing sent";
+  SmtpServer another;
+  mailMan->put_SmtpPort(another.port());
+  EXPECT_EQ(send({"Bob", "", "Zoe"}).first, 0);
+  EXPECT_EQ(reported(), "Internal error in SendBundle");
+  EXPECT_EQ(another.messages().size(), 1U);
+}
+
 TEST(MailMan, AnswersWhatItReceived) {
   const auto received = quorvel::create<quorvel::IQuorvelEmail3>("QuorvelMail.QuorvelEmail");
   received->LoadMime(
