@@ -349,7 +349,7 @@ constexpr Row kMailMan2[] = {
     row<&IQuorvelMailMan2::put_SmtpLoginDomain>(48, Kind::put, "SmtpLoginDomain", "value", "Sets the domain of an NTLM login."),
     row<&IQuorvelMailMan2::get_OutlookContactsFolder>(49, Kind::get, "OutlookContactsFolder", "", "Where Outlook would keep contacts."),
     row<&IQuorvelMailMan2::put_OutlookContactsFolder>(49, Kind::put, "OutlookContactsFolder", "value", "Kept for an Outlook."),
-    row<&IQuorvelMailMan2::get_AutoAddContacts>(50, Kind::get, "AutoAddContacts", "", "1 when receivers would become contacts in Outlook."),
+    row<&IQuorvelMailMan2::get_AutoAddContacts>(50, Kind::get, "AutoAddContacts", "", "1 when the senders of received mail would become contacts in Outlook."),
     row<&IQuorvelMailMan2::put_AutoAddContacts>(50, Kind::put, "AutoAddContacts", "value", "Kept for an Outlook."),
     row<&IQuorvelMailMan2::get_SmtpAuthMethod>(51, Kind::get, "SmtpAuthMethod", "", "The login method asked for."),
     row<&IQuorvelMailMan2::put_SmtpAuthMethod>(51, Kind::put, "SmtpAuthMethod", "value", "NTLM, CRAM-MD5, LOGIN, PLAIN, or NONE for no login; empty for the best offered."),

@@ -147,11 +147,12 @@ class _PopSession(socketserver.StreamRequestHandler):
             elif verb == "STAT":
                 self.wfile.write(b"+OK %d 999\r\n" % len(server.messages))
             else:
-                self.wfile.write(b"+OK\r\n")
                 if verb == "DELE":
                     deleted.add(number)
-                if verb == "QUIT":
+                if verb == "QUIT":  # done before the client hears of it
                     server.messages = [m for n, m in enumerate(server.messages) if n + 1 not in deleted]
+                self.wfile.write(b"+OK\r\n")
+                if verb == "QUIT":
                     return
 
 
