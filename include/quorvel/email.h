@@ -212,6 +212,18 @@ class QUORVEL_API IQuorvelEmail3 : public IQuorvelEmail2 {
   /// The unique id under which the POP3 server listed this message, whatever the message says itself; empty
   /// when it came from elsewhere.
   virtual std::string get_ServerUidl() = 0;
+  // The signed and encrypted layers that reading met, one by one, from the outside in. Of an index out of
+  // range everything is 0, empty or null.
+  virtual std::int32_t get_NumSecurityLayers() = 0;
+  /// "signed" or "encrypted".
+  virtual std::string GetLayerKind(std::int32_t index) = 0;
+  /// 1 when its signatures are good, or it was decrypted. Else it stays as it came, a part like others.
+  virtual std::int32_t GetLayerOpened(std::int32_t index) = 0;
+  /// 1 when it held the whole message, 0 when it held a part of it.
+  virtual std::int32_t GetLayerWhole(std::int32_t index) = 0;
+  /// The certificate of its signer, or the one whose key opened it. Null when it was not opened, and of a
+  /// signature without signers.
+  virtual Ref<IQuorvelCert> GetLayerCert(std::int32_t index) = 0;
 };
 
 }  // namespace quorvel

@@ -35,11 +35,12 @@ CertContextPtr fromBase64(std::string_view text, std::string& error) {
 
 }  // namespace
 
-CQuorvelCert::CQuorvelCert()
+CQuorvelCert::CQuorvelCert(std::shared_ptr<const Certificate> certificate)
     : store_(std::make_shared<LogStore>()),
       ownLog_(store_),
       number_(nextNumber()),
-      certificate_(std::make_shared<const Certificate>(CertContextPtr(), nullptr)) {}
+      certificate_(certificate ? std::move(certificate)
+                               : std::make_shared<const Certificate>(CertContextPtr(), nullptr)) {}
 
 // A failure stands in both logs: the shared one is where error reports come from.
 Outcome CQuorvelCert::fail(std::string_view message, CLog* shared) {

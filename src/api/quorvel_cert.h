@@ -20,7 +20,8 @@ class CQuorvelCert final : public ObjectBase<quorvel::IQuorvelCert> {
  public:
   static constexpr std::string_view kClassName = "CQuorvelCert";
 
-  CQuorvelCert();
+  /// `certificate` may be null.
+  explicit CQuorvelCert(std::shared_ptr<const Certificate> certificate = nullptr);
   std::string_view className() const noexcept override { return kClassName; }
 
   std::string get_Version() override;

@@ -146,6 +146,11 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
   std::int32_t SaveEml(std::string_view filename) override;
   std::int32_t get_WhollySigned() override;
   std::int32_t get_WhollyEncrypted() override;
+  std::int32_t get_NumSecurityLayers() override;
+  std::string GetLayerKind(std::int32_t index) override;
+  std::int32_t GetLayerOpened(std::int32_t index) override;
+  std::int32_t GetLayerWhole(std::int32_t index) override;
+  quorvel::Ref<quorvel::IQuorvelCert> GetLayerCert(std::int32_t index) override;
   std::string get_ServerUidl() override;
 
  private:

@@ -1,4 +1,5 @@
 // The members of the e-mail object for signing and encryption.
+#include "api/counts.h"
 #include "api/public_call.h"
 #include "api/quorvel_cert.h"
 #include "api/quorvel_email.h"
@@ -8,6 +9,12 @@ namespace {
 
 std::string nameOfFirst(const std::vector<std::shared_ptr<const Certificate>>& certificates) {
   return std::string(certificates.empty() ? std::string_view() : certificates.front()->getSubjectName());
+}
+
+/// Null when there is none of that index.
+const SecurityLayer* layerAt(const ReceivedSecurity& found, std::int32_t index) {
+  const std::size_t at = asIndex(index);
+  return at < found.layers.size() ? &found.layers[at] : nullptr;
 }
 
 Outcome keep(quorvel::IQuorvelCert* certificate, StringBuffer& into, CLog* log) {
@@ -74,6 +81,37 @@ std::int32_t CQuorvelEmail::get_WhollySigned() {
 std::int32_t CQuorvelEmail::get_WhollyEncrypted() {
   return publicRead(plain("get_WhollyEncrypted"),
                     [this](CLog*) { return email_->receivedSecurity().whollyEncrypted ? 1 : 0; });
+}
+
+std::int32_t CQuorvelEmail::get_NumSecurityLayers() {
+  return publicRead(plain("get_NumSecurityLayers"),
+                    [this](CLog*) { return asCount(email_->receivedSecurity().layers.size()); });
+}
+std::string CQuorvelEmail::GetLayerKind(std::int32_t index) {
+  return publicRead(plain("GetLayerKind"), [&](CLog*) -> std::string {
+    const SecurityLayer* layer = layerAt(email_->receivedSecurity(), index);
+    if (layer == nullptr) return {};
+    return layer->isEncrypted ? "encrypted" : "signed";
+  });
+}
+std::int32_t CQuorvelEmail::GetLayerOpened(std::int32_t index) {
+  return publicRead(plain("GetLayerOpened"), [&](CLog*) {
+    const SecurityLayer* layer = layerAt(email_->receivedSecurity(), index);
+    return layer != nullptr && layer->isOpened ? 1 : 0;
+  });
+}
+std::int32_t CQuorvelEmail::GetLayerWhole(std::int32_t index) {
+  return publicRead(plain("GetLayerWhole"), [&](CLog*) {
+    const SecurityLayer* layer = layerAt(email_->receivedSecurity(), index);
+    return layer != nullptr && layer->isWhole ? 1 : 0;
+  });
+}
+quorvel::Ref<quorvel::IQuorvelCert> CQuorvelEmail::GetLayerCert(std::int32_t index) {
+  return publicRead(plain("GetLayerCert"), [&](CLog*) -> quorvel::Ref<quorvel::IQuorvelCert> {
+    const SecurityLayer* layer = layerAt(email_->receivedSecurity(), index);
+    if (layer == nullptr || !layer->certificate) return nullptr;
+    return quorvel::make<CQuorvelCert>(layer->certificate);
+  });
 }
 
 std::int32_t CQuorvelEmail::get_SendSigned() {

@@ -189,6 +189,11 @@ constexpr Row kEmail3[] = {
     row<&IQuorvelEmail3::get_WhollySigned>(98, Kind::get, "WhollySigned", "", "1 when a good signature covers the whole content."),
     row<&IQuorvelEmail3::get_WhollyEncrypted>(99, Kind::get, "WhollyEncrypted", "", "1 when the whole content came encrypted and was opened."),
     row<&IQuorvelEmail3::get_ServerUidl>(100, Kind::get, "ServerUidl", "", "The unique id under which the server listed the message."),
+    row<&IQuorvelEmail3::get_NumSecurityLayers>(101, Kind::get, "NumSecurityLayers", "", "How many signed and encrypted layers reading met."),
+    row<&IQuorvelEmail3::GetLayerKind>(102, Kind::method, "GetLayerKind", "index", "What a layer is: signed or encrypted."),
+    row<&IQuorvelEmail3::GetLayerOpened>(103, Kind::method, "GetLayerOpened", "index", "1 when a layer's signatures are good, or it was decrypted."),
+    row<&IQuorvelEmail3::GetLayerWhole>(104, Kind::method, "GetLayerWhole", "index", "1 when a layer held the whole message."),
+    row<&IQuorvelEmail3::GetLayerCert>(105, Kind::method, "GetLayerCert", "index", "The signer of a layer, or who it was opened for; none of a closed one."),
 };
 
 constexpr Row kCert[] = {

@@ -23,6 +23,14 @@ struct SendSecurity {
   StringBuffer encryptCert;  ///< base64 of DER; empty: found by the first recipient's address
 };
 
+/// A layer that was met, in the order in which they are opened.
+struct SecurityLayer {
+  bool isEncrypted = false;  ///< else signed
+  bool isOpened = false;     ///< its signatures are good, or it was decrypted; else it stays as it came
+  bool isWhole = false;      ///< around the whole message, not around a part of it
+  std::shared_ptr<const Certificate> certificate{};  ///< the signer's, or whose key opened it; may be null
+};
+
 /// What was met when a message was read with its layers opened. Of any other e-mail everything is 0 and
 /// empty.
 struct ReceivedSecurity {
@@ -36,6 +44,7 @@ struct ReceivedSecurity {
   bool whollyEncrypted = false;
   std::vector<std::shared_ptr<const Certificate>> signedBy;     ///< in the order met
   std::vector<std::shared_ptr<const Certificate>> encryptedBy;  ///< whose keys opened a layer
+  std::vector<SecurityLayer> layers;
 };
 
 }  // namespace qv

@@ -79,8 +79,12 @@ class Unwrapper {
   bool openLayer(MimeMessage2& entity, std::size_t depth, bool isTop) {
     const bool isEncrypted = entity.isPkcs7Enveloped();
     ++(isEncrypted ? result_.numPartsEncrypted : result_.numPartsSigned);
-    if (isEncrypted) return decrypt(entity, depth, isTop);
-    return entity.isMultipartSigned() ? unwrapSigned(entity, isTop) : unwrapSignedData(entity, depth, isTop);
+    result_.layers.push_back({.isEncrypted = isEncrypted, .isWhole = isTop});
+    const bool isOpened = isEncrypted                  ? decrypt(entity, depth, isTop)
+                          : entity.isMultipartSigned() ? unwrapSigned(entity, isTop)
+                                                       : unwrapSignedData(entity, depth, isTop);
+    result_.layers.back().isOpened = isOpened;
+    return isOpened;
   }
 
   bool unwrapSigned(MimeMessage2& entity, bool isTop) {
@@ -157,6 +161,7 @@ class Unwrapper {
     if (!certificate) return;
     logData(log_, issuerTag, certificate->getIssuerName());
     logData(log_, subjectTag, certificate->getSubjectName());
+    result_.layers.back().certificate = certificate;
     list.push_back(std::move(certificate));
   }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "cert/qv_crypt.h"
 #include "support/test_certificates.h"
 
 namespace {
@@ -162,6 +163,34 @@ TEST(EmailSecurity, ShowsWhatReadingFound) {
   EXPECT_EQ(email->LoadMime("Content-Type: application/pkcs7-mime\r\n\r\nx"), 1);
   EXPECT_EQ(email->get_ReceivedEncrypted(), 1);
   EXPECT_EQ(email->get_Decrypted() + email->get_WhollyEncrypted(), 0);
+  EXPECT_EQ(email->get_NumSecurityLayers(), 1);
+  EXPECT_EQ(email->GetLayerKind(0), "encrypted");
+  EXPECT_EQ(email->GetLayerOpened(0), 0);
+  EXPECT_EQ(email->GetLayerWhole(0), 1);
+  EXPECT_FALSE(email->GetLayerCert(0));
+  EXPECT_EQ(email->GetLayerKind(1) + email->GetLayerKind(-1), "");
+
+  // A reply to it was not received.
+  const auto reply = email->CreateReply().as<IQuorvelEmail3>();
+  EXPECT_EQ(reply->get_NumSecurityLayers(), 0);
+}
+
+TEST(EmailSecurity, HandsOutWhoSignedALayer) {
+  qv_test::TemporaryStores stores;
+  stores.give(jane());
+  qv::BinaryData bytes;
+  const qv::Certificate signer = jane().certificate();
+  ASSERT_TRUE(qv::QV_Crypt(nullptr).createAttachedSignature(&signer, "\r\nx", bytes));
+  const auto email = newEmail();
+  email->LoadMime(
+      "Content-Type: application/pkcs7-mime; smime-type=signed-data\r\n"
+      "Content-Transfer-Encoding: binary\r\n\r\n" +
+      std::string(bytes.view()));
+  EXPECT_EQ(email->GetLayerKind(0), "signed");
+  EXPECT_EQ(email->GetLayerOpened(0) + email->GetLayerWhole(0), 2);
+  const auto cert = email->GetLayerCert(0);
+  ASSERT_TRUE(cert);
+  EXPECT_EQ(cert->GetEncoded(), jane().base64());
 }
 
 }  // namespace

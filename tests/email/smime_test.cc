@@ -81,6 +81,19 @@ std::string dump(const ReceivedSecurity& found) {
   return out;
 }
 
+/// Each layer: what it is, '+' when it was opened, '*' when it held the whole message, and whose it is.
+std::string dumpLayers(const ReceivedSecurity& found) {
+  std::string out;
+  for (const SecurityLayer& layer : found.layers) {
+    out += out.empty() ? "" : ", ";
+    out += layer.isEncrypted ? "encrypted" : "signed";
+    if (layer.isOpened) out += '+';
+    if (layer.isWhole) out += '*';
+    if (layer.certificate) out += " " + std::string(layer.certificate->getSubjectAttribute("CN"));
+  }
+  return out;
+}
+
 class SmimeTest : public qv_test::EmailTest {
  protected:
   std::unique_ptr<Email> read(std::string_view text, bool autoSaveCerts = false) {
@@ -473,6 +486,32 @@ TEST_F(SmimeTest, SavesTheCertificateOfAGoodDetachedSignature) {
   EXPECT_FALSE(std::filesystem::exists(folder));
   read(signedBeside(x, kHeader), true);
   EXPECT_TRUE(std::filesystem::exists(folder) && !std::filesystem::is_empty(folder));
+}
+
+TEST_F(SmimeTest, TellsOfEachLayer) {
+  stores_.give(jane());
+  const std::string x = plain("x"), forMax = encrypted(x, {}, qv_test::max());
+  std::string bad = signedBeside(x);
+  bad.replace(bad.find("\r\n\r\nx\r\n") + 4, 1, "y");
+  std::string threeParts = signedBeside(x, kHeader);
+  threeParts.insert(threeParts.find("--=_b0_--"), "--=_b0_\r\n" + x + "\r\n");
+  const struct {
+    std::string text;
+    std::string layers;
+  } rows[] = {
+      {std::string(kHeader) + x, ""},
+      {encrypted(signedAround(x), kHeader), "encrypted+* Jane Roe, signed+* Jane Roe"},
+      {signedBeside(mixed({x, encrypted(signedBeside(x))}), kHeader),
+       "signed+* Jane Roe, encrypted+ Jane Roe, signed+ Jane Roe"},
+      {std::string(kHeader) + bad, "signed*"},
+      {std::string(kHeader) + forMax, "encrypted*"},
+      {signedAround(forMax, kHeader), "signed+* Jane Roe, encrypted*"},
+      {mixed({bad, forMax, signedAround(x)}, kHeader), "signed, encrypted, signed+ Jane Roe"},
+      {threeParts, "signed*"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(dumpLayers(read(row.text)->receivedSecurity()), row.layers) << row.text;
+  }
 }
 
 // One more layer than the bound stays closed, whatever kinds the others are.

@@ -4,6 +4,8 @@
 #include <cctype>
 #include <cstddef>
 
+#include "quorvel/report.h"
+
 namespace cli {
 
 namespace {
@@ -11,11 +13,6 @@ namespace {
 constexpr std::string_view kEmptyLine = "\r\n\r\n";
 constexpr std::size_t kMaxDepth = 40;
 constexpr std::size_t kFirstWords = 40;
-
-bool equalsNoCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
-}
 
 std::string_view trimmed(std::string_view text) {
   const std::size_t start = text.find_first_not_of(" \t\r\n");

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <vector>
 
+#include "quorvel/certificates.h"
 #include "quorvel/commands.h"
 #include "quorvel/log_options.h"
 #include "quorvel/message_sink.h"
@@ -150,6 +151,7 @@ void addConvertCommand(CLI::App& app, Run& run) {
   command.add_flag("--replace", options->replace, "Put the new file in the place of one that exists");
   command.add_flag("--quiet", options->quiet, "Tell of failures only");
   addLogOptions(command, options->log);
+  addCertificatesOption(command);
   command.callback([&run, options] { run = [options] { return runConvert(*options); }; });
 }
 

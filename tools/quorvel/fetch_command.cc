@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "quorvel/certificates.h"
 #include "quorvel/commands.h"
 #include "quorvel/mailbox.h"
 #include "quorvel/message_file.h"
@@ -166,6 +167,7 @@ void addFetchCommand(CLI::App& app, Run& run) {
       ->check(isGiven)
       ->required();
   addMailboxOptions(command, options->mailbox);
+  addCertificatesOption(command);
   addChoice(command, *options);
   command.add_flag("--delete", options->remove, "Delete from the server what is in files then");
   command.add_flag("--quiet", options->quiet, "Tell of failures only");

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "quorvel/certificates.h"
 #include "quorvel/commands.h"
 #include "quorvel/message_file.h"
 #include "quorvel/session.h"
@@ -54,6 +55,7 @@ void addFilterCommand(CLI::App& app, Run& run) {
   command.add_option("EXPRESSION", options->expression, "As 'Subject like \"*report*\"'; empty keeps all")
       ->required();
   command.add_option("FILE", options->files, "Message files")->required();
+  addCertificatesOption(command);
   command.add_flag("--explain", options->explain, "Show step by step how the result comes about");
   command.callback([&run, options] { run = [options] { return runFilter(*options); }; });
 }

@@ -1,6 +1,7 @@
 #include "quorvel/report.h"
 
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -64,6 +65,11 @@ std::string printable(std::string_view text) {
 
 bool isOneLine(std::string_view text) noexcept {
   return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
+}
+
+bool equalsNoCase(std::string_view a, std::string_view b) noexcept {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
 std::string counted(std::size_t count, std::string_view noun) {

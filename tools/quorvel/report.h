@@ -46,6 +46,9 @@ std::string printable(std::string_view text);
 /// Whether a text holds no line end and no NUL, which no command to a server can carry.
 bool isOneLine(std::string_view text) noexcept;
 
+/// Whether two texts are the same but for the case of ASCII letters.
+bool equalsNoCase(std::string_view a, std::string_view b) noexcept;
+
 /// "1 message", "2 messages".
 std::string counted(std::size_t count, std::string_view noun);
 

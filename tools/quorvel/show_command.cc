@@ -8,6 +8,7 @@
 #include <quorvel/quorvel.h>
 
 #include "quorvel/arrived.h"
+#include "quorvel/certificates.h"
 #include "quorvel/commands.h"
 #include "quorvel/dates.h"
 #include "quorvel/message_file.h"
@@ -50,6 +51,29 @@ void showBodies(const Email& email) {
   }
 }
 
+/// What a layer that was opened says, and no more: whose certificate it was.
+std::string opened(const Email& email, std::int32_t layer, bool isSigned) {
+  const auto certificate = email->GetLayerCert(layer);
+  if (!certificate) return isSigned ? "signed by nobody" : "opened";
+  const std::string who = holderOf(*certificate);
+  if (!isSigned) return "opened, for " + who;
+  const bool isSender = equalsNoCase(certificate->get_SubjectE(), email->get_FromAddress());
+  return "valid, by " + who + (isSender ? "" : " (not the address in From)") + ", certificate " +
+         certificate->get_SerialNumber() + " of " + issuerOf(*certificate);
+}
+
+/// A line for each layer, from the outside in.
+void showLayers(const Email& email) {
+  for (std::int32_t n = 0; n < email->get_NumSecurityLayers(); ++n) {
+    const bool isSigned = email->GetLayerKind(n) == "signed";
+    const std::string closed =
+        isSigned ? "not valid; it stays as it came" : "not opened; it stays as it came";
+    line(isSigned ? "Signed" : "Encrypted",
+         std::string(email->GetLayerWhole(n) == 1 ? "the whole message, " : "a part, ") +
+             (email->GetLayerOpened(n) == 1 ? opened(email, n, isSigned) : closed));
+  }
+}
+
 Status show(const std::string& file) {
   const Email email = readMessage(file);
   line("From", email->get_From());
@@ -59,6 +83,7 @@ Status show(const std::string& file) {
   line("Subject", email->get_Subject());
   line("Size", counted(static_cast<std::size_t>(email->get_Size()), "byte"));
   line("Fields", std::to_string(email->NumHeaderFields()));
+  showLayers(email);
   section("parts", outlineOf(email->GetMime()));
   showBodies(email);
   const std::int32_t attachments = email->get_NumAttachments();
@@ -115,6 +140,7 @@ void addShowCommand(CLI::App& app, Run& run) {
   const auto file = std::make_shared<std::string>();
   CLI::App& command = *app.add_subcommand("show", "Show a message file as a host sees it");
   command.add_option("FILE", *file, "Message file")->required();
+  addCertificatesOption(command);
   command.callback([&run, file] { run = [file] { return show(*file); }; });
 }
 
@@ -127,6 +153,7 @@ void addExtractCommand(CLI::App& app, Run& run) {
   command.add_option("--to", *folder, "Folder; made when missing. No existing file is written over")
       ->required()
       ->type_name("FOLDER");
+  addCertificatesOption(command);
   command.callback([&run, file, folder] { run = [file, folder] { return extract(*file, *folder); }; });
 }
 
