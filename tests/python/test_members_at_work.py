@@ -238,6 +238,9 @@ PEOPLE = [
     ("other.LoadMime(smtp.messages[-1])", 1), ("other.Body", "Dear Ann"),
     ("(other.ReceivedEncrypted, other.Decrypted, other.WhollyEncrypted)", (1, 1, 1)),
     ("other.EncryptedBy", re.compile("Me Roe")),
+    ("(other.NumSecurityLayers, other.GetLayerKind(0), other.GetLayerOpened(0), other.GetLayerWhole(0))",
+     (1, "encrypted", 1, 1)),
+    ("other.GetLayerCert(0).SubjectE", "me@example.org"),
 ]
 
 
