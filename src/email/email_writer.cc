@@ -34,6 +34,18 @@ bool isContentField(const MimeField& field) noexcept {
                      [&](std::string_view name) { return equalsNoCase(field.getName(), name); });
 }
 
+// Also with blanks before the ':' (RFC 5322 4.5), which servers and readers take for the same field.
+bool isBcc(const MimeField& field) noexcept {
+  return equalsNoCase(trimmedBlanks(field.getName()), "Bcc");
+}
+
+bool hasBccField(const MimeHeader& header) noexcept {
+  for (std::size_t i = 0; i < header.getFieldCount(); ++i) {
+    if (isBcc(*header.getField(i))) return true;
+  }
+  return false;
+}
+
 // Which fields of the top entity are written.
 enum class TopFields { all, content };
 
@@ -108,7 +120,7 @@ class TreeWriter {
 
   void writeHeader(const Email& entity, std::string_view boundary) {
     const bool isOwnBoundary = boundary.empty() || (entity.isMultipart() && boundary == entity.boundary());
-    const bool hasBcc = !excludePrefix_.empty() && entity.header().hasField("Bcc");
+    const bool hasBcc = !excludePrefix_.empty() && hasBccField(entity.header());
     const bool isPartial = topFields_ == TopFields::content && open_.empty();
     if (isOwnBoundary && !hasBcc && !isPartial) {
       entity.header().writeHeader(out_, excludePrefix_);
@@ -117,9 +129,9 @@ class TreeWriter {
     MimeHeader header;
     for (std::size_t i = 0; i < entity.numHeaderFields(); ++i) {
       const MimeField& field = *entity.header().getField(i);
+      if (hasBcc && isBcc(field)) continue;
       if (!isPartial || isContentField(field)) header.appendField(field.clone());
     }
-    if (hasBcc) header.removeField("Bcc");
     if (!isOwnBoundary) {
       ContentTypeParams params = entity.getContentTypeParams();
       if (!entity.isMultipart()) params.type = "multipart/mixed";

@@ -1,5 +1,6 @@
 #include <functional>
 
+#include "email/email_reader.h"
 #include "email_fixture.h"
 #include "support/linear_cost.h"
 
@@ -89,6 +90,11 @@ TEST_F(EmailTest, whatLeavesTheMachineHasNoPrivateFields) {
   email->setHeaderField("Bcc", "secret@h");
   EXPECT_EQ(written(*email), "qvx-FileDistList: v\r\nX-A: v\r\nQVX: v\r\nQVX-b: v\r\nBcc: secret@h\r\n\r\n");
   EXPECT_EQ(written(*email, "QVX-"), "X-A: v\r\nQVX: v\r\n\r\n");
+  const std::string part = "X-B: v\r\nBcc\t : secret@h\r\n\r\nx\r\n";
+  const auto read = qv::createFromMimeText(
+      "bCC : secret@h\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n" + part + "--b--\r\n", {},
+      nullptr);
+  EXPECT_EQ(written(*read, "QVX-").find("secret"), std::string::npos) << written(*read);
 }
 
 // What stands in a body, decoded or not, neither ends nor adds a part.
