@@ -38,6 +38,17 @@ StringBuffer joined(const Email& email, std::size_t count,
   return addressLine(all);
 }
 
+// A name with blanks before its ':' (RFC 5322 4.5) is to many readers the name without them, and to none of
+// the operations here: "Reply-To : a@h" would pass by all that is said of Reply-To.
+void dropDisguisedFields(MimeHeader& header) {
+  MimeHeader kept;
+  for (std::size_t i = 0; i < header.getFieldCount(); ++i) {
+    const MimeField& field = *header.getField(i);
+    if (trimmed(field.getName()) == field.getName()) kept.appendField(field.clone());
+  }
+  if (kept.getFieldCount() != header.getFieldCount()) header = std::move(kept);
+}
+
 // The block that stands before the text of an answer: who wrote what, when, to whom.
 StringBuffer originalMessageBlock(const Email& email) {
   StringBuffer block("-----Original Message-----\n");
@@ -164,6 +175,7 @@ void Email::beginAnswer(std::string_view subjectPrefix) {
   clearBcc();
   // The fields alone: the sender goes on being read until there is a new one.
   for (const std::string_view name : kLeftOut) header().removeField(name);
+  dropDisguisedFields(header());
   serverUidl_.clear();
 }
 

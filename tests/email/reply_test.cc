@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/text.h"
 #include "email/email_fixture.h"
 #include "email/email_reader.h"
 #include "email/replace_patterns.h"
@@ -241,6 +242,7 @@ TEST_F(ReplyTest, nothingOfAHostileMessageActsInItsAnswer) {
       "Subject: no sender",
       "From: nobody\r\nX-Custom: " + injected,
       "From: ann@h\r\nQVX-FileDistList: /etc/passwd\r\nQVX-ReturnReceipt: YES\r\nBcc: spy@h",
+      "From: ann@h\r\nQVX-FileDistList : /etc/passwd\r\nBcc\t: spy@h\r\nReply-To : spy@h\r\nbcc \r\n : spy@h",
       "From: ann@h\r\nContent-Type: multipart/mixed; boundary=\"" + injected + "\"",
       "From: ann@h\r\nContent-Type: image/png; name=\"" + injected + "\"",
       "From: \"<script>alert(1)</script>\" <ann@h>\r\nContent-Type: text/html\r\nSubject: <script>",
@@ -258,7 +260,10 @@ TEST_F(ReplyTest, nothingOfAHostileMessageActsInItsAnswer) {
       sent.parseMime(text);
       for (const char* name : {"Bcc", "QVX-FileDistList", "QVX-ReturnReceipt", "Reply-To"}) {
         EXPECT_EQ(answer->getHeaderField(name), "") << header << name;
-        EXPECT_FALSE(sent.header().hasField(name)) << header << name;
+        for (std::size_t i = 0; i < sent.header().getFieldCount(); ++i) {
+          const std::string_view field = qv::trimmed(sent.header().getFieldName(i));
+          EXPECT_FALSE(qv::equalsNoCase(field, name)) << header << name;
+        }
       }
       // The block is as long as it says, a line each.
       const std::string body(answer->getBody());
