@@ -286,7 +286,8 @@ qv::StringBuffer sentText(qv::Email& email) {
   if (!failed) (made ? *made : email).writeMime(out, "QVX-");
   return out;
 }
-// The step between composing and writing alone, beside OpenSSL's calls on the text that it signs or encrypts.
+// The step between composing and writing alone, beside OpenSSL's calls on the very texts that it signs and
+// encrypts: with both, what is encrypted is the signed message in base64.
 void BM_PrepareMessage(benchmark::State& state) {
   person();
   const auto email = largeEmail((state.range(0) & 1) != 0, (state.range(0) & 2) != 0);
@@ -298,13 +299,15 @@ void BM_PrepareMessage(benchmark::State& state) {
   report(state, isGood);
 }
 void BM_PrepareMessageOpenssl(benchmark::State& state) {
-  const qv::StringBuffer message = sentText(*largeEmail(false, false));
+  const auto email = largeEmail(false, false);
   const bool isSigned = (state.range(0) & 1) != 0, isEncrypted = (state.range(0) & 2) != 0;
+  const qv::StringBuffer message = sentText(*email);
+  qv::StringBuffer toEncrypt;
+  (isSigned ? *qv::createSignedData(*email, false, {}, nullptr) : *email).writeMime(toEncrypt, "QVX-");
   bool isGood = true;
   for (auto _ : state) {
-    std::string inner;
-    if (isSigned) inner = opensslSign(message, isEncrypted ? 0 : CMS_DETACHED);
-    if (isEncrypted) isGood &= !opensslEncrypt("DES-EDE3-CBC", isSigned ? inner : message.view()).empty();
+    if (isSigned) isGood &= !opensslSign(message, isEncrypted ? 0 : CMS_DETACHED).empty();
+    if (isEncrypted) isGood &= !opensslEncrypt("DES-EDE3-CBC", toEncrypt).empty();
   }
   report(state, isGood);
 }

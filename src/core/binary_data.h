@@ -9,6 +9,7 @@
 namespace qv {
 
 class CLog;
+class StringBuffer;
 
 /// Owned bytes without a terminator. Copying copies the bytes; moving takes them over.
 class BinaryData {
@@ -30,6 +31,8 @@ class BinaryData {
   void clear() noexcept { bytes_.release(); }
   /// Takes over the other buffer's bytes and leaves it empty.
   void take(BinaryData& other) noexcept;
+  /// The same with the bytes of a text.
+  void take(StringBuffer& text) noexcept;
 
   void reserve(std::size_t capacity) { bytes_.reserve(capacity); }
   /// Adds `count` unwritten bytes and gives the first of them.

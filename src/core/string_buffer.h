@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/growable_bytes.h"
@@ -89,6 +90,8 @@ class StringBuffer {
     bytes_.data()[size] = '\0';
   }
   void swap(StringBuffer& other) noexcept { bytes_.swap(other.bytes_); }
+  /// Hands out the storage, and leaves the text empty.
+  GrowableBytes takeBytes() noexcept { return std::move(bytes_); }
 
   // Changing, all in linear time.
   void trim();        ///< white space (space, tab, CR, LF) off both ends

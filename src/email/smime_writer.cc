@@ -86,47 +86,62 @@ void removeOuterFields(Email& part) {
 }
 
 /// The part that is signed, and the very text that it is written as.
-struct SignedPart {
-  std::unique_ptr<Email> part;
-  StringBuffer text;
-  std::size_t start = 0;  ///< of the part's text in it
-  std::string_view view() const noexcept { return text.view().substr(start); }
+class SignedPart {
+ public:
+  /// `text` ends with the content, written in full, from `contentStart` on.
+  SignedPart(std::unique_ptr<Email> part, StringBuffer text, std::size_t contentStart)
+      : part_(std::move(part)), text_(std::move(text)), contentStart_(contentStart) {
+    StringBuffer header;
+    part_->header().writeHeader(header, kPrivatePrefix);
+    header.append("\r\n\r\n");
+    if (header.size() <= contentStart_) {
+      // In front of the content where that lies: a large text is not written twice.
+      start_ = contentStart_ - header.size();
+      std::copy_n(header.view().data(), header.size(), text_.extend(0) - text_.size() + start_);
+    } else {
+      const std::size_t headerSize = header.size();
+      header.append(text_.view().substr(contentStart_));
+      text_ = std::move(header);
+      contentStart_ = headerSize;
+    }
+  }
+
+  std::string_view view() const noexcept { return text_.view().substr(start_); }
+
+  /// The part with its content as the text that it was written as: whatever writes the message again writes
+  /// these very bytes.
+  std::unique_ptr<Email> take() {
+    BinaryData content;
+    content.take(text_);
+    content.set(content.view().substr(contentStart_));
+    part_->body().setRawData(std::move(content));
+    return std::move(part_);
+  }
+
+ private:
+  std::unique_ptr<Email> part_;
+  StringBuffer text_;
+  std::size_t start_ = 0;
+  std::size_t contentStart_;
 };
 
-// What stands below the part's header is kept as the text that it was written as: whatever writes the message
-// again writes these very bytes.
 SignedPart makeSignedPart(const Email& email, CLog* log) {
-  SignedPart made{.part = Email::withoutFields(log), .text = textOf(email)};
-  Email& part = *made.part;
-  part.copyHeaderFrom(email);
-  const std::size_t headerEnd = findText(made.text, "\r\n\r\n");
+  StringBuffer text = textOf(email);
+  std::unique_ptr<Email> part = Email::withoutFields(log);
+  part->copyHeaderFrom(email);
+  const std::size_t headerEnd = findText(text, "\r\n\r\n");
   if (!email.parts().empty()) {
-    const std::string boundary = writtenBoundary(made.text.view().substr(0, headerEnd));
+    const std::string boundary = writtenBoundary(text.view().substr(0, headerEnd));
     if (boundary != email.boundary() || !email.isMultipart()) {
       ContentTypeParams params = email.getContentTypeParams();
       if (!email.isMultipart()) params.type = "multipart/mixed";
       params.boundary.set(boundary);
-      part.setContentType(params);
+      part->setContentType(params);
     }
   }
-  removeOuterFields(part);
-  part.clearBcc();
-  const std::size_t bodyStart = headerEnd + 4;
-  part.body().setRawData(BinaryData(made.text.view().substr(bodyStart)));
-
-  // Its header goes in front of the body where that lies: a large text is not written twice.
-  StringBuffer header;
-  part.header().writeHeader(header, kPrivatePrefix);
-  header.append("\r\n\r\n");
-  if (header.size() <= bodyStart) {
-    made.start = bodyStart - header.size();
-    char* const text = made.text.extend(0) - made.text.size();
-    std::copy_n(header.view().data(), header.size(), text + made.start);
-  } else {
-    made.text.clear();
-    part.writeMime(made.text, kPrivatePrefix);
-  }
-  return made;
+  removeOuterFields(*part);
+  part->clearBcc();
+  return {std::move(part), std::move(text), headerEnd + 4};
 }
 
 std::unique_ptr<Email> makeSignaturePart(BinaryData signature, CLog* log) {
@@ -208,7 +223,7 @@ std::unique_ptr<Email> createMultipartSigned(const Email& email, bool useService
       logData(log, "signer_address", address);
       return nullptr;
     }
-    outer->addPart(std::move(inner.part));
+    outer->addPart(inner.take());
     outer->addPart(makeSignaturePart(std::move(signature), log));
     return outer;
   });

@@ -195,6 +195,11 @@ TEST_F(SmimeTest, WhatIsWrittenReadsBack) {
          file->body().setForBase64(BinaryData(std::string(54 * 40, '\1')));
          e.addPart(std::move(file));
        }},
+      {"its own type is no multipart",
+       [](Email& e) {
+         Email::convertToMixed(e);
+         e.setContentType("application/x");
+       }},
       {"its own boundary inside",
        [](Email& e) {
          Email::convertToMixed(e);
