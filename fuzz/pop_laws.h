@@ -34,9 +34,11 @@ class SaidSocket final : public qv::QuorvelSocket {
   bool checkSocket() override { return !failed_; }
   bool receiveExact(char*, std::size_t, qv::CLog*) override { return false; }
   bool receiveBytes(char*, std::size_t&, qv::CLog*) override { return false; }
-  bool sendBytes(std::string_view data, qv::CLog*, qv::ProgressMonitor*) override {
+  bool sendText(qv::TextSource& text, qv::CLog*, qv::ProgressMonitor*) override {
     require(!failed_, "nothing is sent after a failure");
-    record_.commands.emplace_back(data);
+    qv::StringBuffer command;
+    qv::appendFrom(text, command);
+    record_.commands.push_back(command.str());
     return true;
   }
   bool receiveUntil(qv::StringBuffer& out, std::string_view terminator, std::size_t, qv::CLog*,

@@ -17,6 +17,7 @@ class EventSource {
   std::int32_t connectSink(quorvel::Ref<quorvel::IQuorvelOutgoing> sink);
   /// False when no sink has this token.
   bool disconnectSink(std::int32_t token);
+  bool hasSinks() const noexcept { return !connections_.empty(); }
 
  protected:
   /// Calls every sink that is connected when its turn comes. A sink may connect and disconnect, itself

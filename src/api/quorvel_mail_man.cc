@@ -250,7 +250,7 @@ std::int32_t CQuorvelMailMan::send(const Operation& operation, Send use) {
   const quorvel::Ref<CQuorvelMailMan> stay(this);
   return publicFlag(operation, [&](CLog* log) {
     const OutboxSettings settings = settings_;
-    return use(Outbox(settings, this, log), log);
+    return use(Outbox(settings, hasSinks() ? this : nullptr, log), log);
   });
 }
 

@@ -26,6 +26,12 @@ namespace qv {
 
 class ReplacePatterns;
 
+/// A body that a text was written around.
+struct OutsideBody {
+  std::size_t at;  ///< its place: it belongs in front of this byte of the text
+  const MimeBody* body;
+};
+
 /// Where a message came from. The numbers are part of the public interface and never change.
 enum class Origination : std::int32_t {
   unknown = 0,
@@ -276,6 +282,9 @@ class Email final : public QuorvelObject, public ExpressionTermSource {
   /// No body can end or add a part: where a boundary occurs in what it separates, the text is written with
   /// new boundaries throughout.
   void writeMime(StringBuffer& out, std::string_view excludePrefix) const;
+  /// The same without the large bodies that are raw or base64, which are not copied: gives them in the order
+  /// of their places. Good until the e-mail changes.
+  std::vector<OutsideBody> writeMimeAround(StringBuffer& out, std::string_view excludePrefix) const;
   /// Makes every lone CR in the bodies that are written as they are a CR LF, so that none is sent.
   void makeLineEndsUniform();
   /// Bytes of all header fields and of the bodies before any coding.

@@ -109,7 +109,7 @@ const Email& Email::findNode(std::string_view type) const noexcept {
 
 // The text of one entity. It keeps the coding that its field announces to readers.
 void Email::setText(std::string_view text) {
-  body_.setRaw(text);
+  body_.setComposed(text);
   body_.setCoding(codingFor(transferEncoding_));
 }
 

@@ -14,14 +14,22 @@ namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
 
+// Whether a body is long enough to be left where it lies, and can be written piece by piece.
+bool canStayOutside(const MimeBody& body) noexcept {
+  constexpr std::size_t kLarge = std::size_t{64} << 10;
+  return body.data().size() >= kLarge && body.coding() != MimeBody::Coding::quotedPrintable;
+}
+
 // Room for the text of a tree. Bodies that are not base64 get some for line ends and escapes.
-std::size_t estimatedSize(const Email& top) {
+std::size_t estimatedSize(const Email& top, bool withLargeBodies) {
   constexpr std::size_t kPerEntity = 120;  // delimiter, empty line, line ends
   std::size_t size = 0;
-  Email::forEachEntity(top, [&size](const Email& entity) {
+  Email::forEachEntity(top, [&](const Email& entity) {
+    size += kPerEntity + entity.header().getExactSize();
+    if (!withLargeBodies && canStayOutside(entity.body())) return;
     const std::size_t body = entity.body().getEstimatedEncodedSize();
     const bool isBase64 = entity.body().coding() == MimeBody::Coding::base64;
-    size += kPerEntity + entity.header().getExactSize() + body + (isBase64 ? 0 : body / 8);
+    size += body + (isBase64 ? 0 : body / 8);
   });
   return size;
 }
@@ -49,12 +57,13 @@ bool hasBccField(const MimeHeader& header) noexcept {
 // Which fields of the top entity are written.
 enum class TopFields { all, content };
 
-// Walks down a tree and writes it into one buffer. What is open stands in a list instead of on the call
-// stack.
+// Walks down a tree and writes it into one buffer, all of it or with the large bodies left outside. What is
+// open stands in a list instead of on the call stack.
 class TreeWriter {
  public:
-  TreeWriter(StringBuffer& out, std::string_view excludePrefix, TopFields topFields)
-      : out_(out), excludePrefix_(excludePrefix), topFields_(topFields) {}
+  TreeWriter(StringBuffer& out, std::string_view excludePrefix, TopFields topFields,
+             std::vector<OutsideBody>* outside)
+      : out_(out), excludePrefix_(excludePrefix), topFields_(topFields), outside_(outside) {}
 
   /// False when a boundary turned up in what it separates; `newBoundaries` makes that impossible.
   bool write(const Email& top, bool newBoundaries) {
@@ -89,24 +98,28 @@ class TreeWriter {
     writeHeader(entity, boundary);
     out_.append("\r\n\r\n");
     if (entity.parts().empty()) return writeBody(entity, start);
-    if (holdsBoundary(start)) return false;
+    if (holdsBoundary(out_.view().substr(start))) return false;
     open_.push_back({&entity, 0, std::move(boundary)});
     const std::size_t preamble = out_.size();
     out_.append("This is a multi-part message in MIME format.\r\n\r\n");
-    return !holdsBoundary(preamble);
+    return !holdsBoundary(out_.view().substr(preamble));
   }
 
   // Base64 cannot hold the "--" of a delimiter and is not searched: attachments are most of a large message.
   bool writeBody(const Email& entity, std::size_t start) {
     const MimeBody& body = entity.body();
-    const bool isBase64 = body.coding() == MimeBody::Coding::base64;
-    if (isBase64 && holdsBoundary(start)) return false;
-    if (body.coding() == MimeBody::Coding::raw) {
+    const std::size_t bodyStart = out_.size();
+    if (holdsBoundary(out_.view().substr(start))) return false;
+    if (outside_ != nullptr && canStayOutside(body)) {
+      outside_->push_back({bodyStart, &body});
+      if (body.coding() == MimeBody::Coding::raw && holdsBoundary(body.data().view())) return false;
+    } else if (body.coding() == MimeBody::Coding::raw && body.lineFacts().bareLfs != 0) {
       appendWithCrLf(body.data().view(), out_);
     } else {
       body.getEncodedBody(out_);
     }
-    if (!isBase64 && holdsBoundary(start)) return false;
+    const bool isBase64 = body.coding() == MimeBody::Coding::base64;
+    if (!isBase64 && holdsBoundary(out_.view().substr(bodyStart))) return false;
     if (!open_.empty()) out_.append("\r\n");
     return true;
   }
@@ -142,10 +155,10 @@ class TreeWriter {
     header.writeHeader(out_, excludePrefix_);
   }
 
-  // Whether the boundary of a multipart that is open occurs in what was written from `start` on.
-  bool holdsBoundary(std::size_t start) const noexcept {
+  // Whether the boundary of a multipart that is open occurs in what stands inside it. None has a line break
+  // in it, so that a header and its body can be asked one after the other.
+  bool holdsBoundary(std::string_view written) const noexcept {
     if (newBoundaries_) return false;
-    const std::string_view written = out_.view().substr(start);
     for (const Multipart& multipart : open_) {
       if (findText(written, multipart.boundary) != kNone) return true;
     }
@@ -155,6 +168,7 @@ class TreeWriter {
   StringBuffer& out_;
   std::string_view excludePrefix_;
   TopFields topFields_;
+  std::vector<OutsideBody>* outside_;  // null when all is written
   bool newBoundaries_ = false;
   std::vector<Multipart> open_;
 };
@@ -181,15 +195,17 @@ std::string fileNamePart(std::string_view address) {
   return kept;
 }
 
-void writeTree(const Email& top, StringBuffer& out, std::string_view excludePrefix, TopFields topFields) {
+void writeTree(const Email& top, StringBuffer& out, std::string_view excludePrefix, TopFields topFields,
+               std::vector<OutsideBody>* outside = nullptr) {
   const std::size_t start = out.size();
-  const std::size_t estimate = estimatedSize(top);
+  const std::size_t estimate = estimatedSize(top, outside == nullptr);
   // Small texts behind a large one leave the growing to the buffer: exact room for each would copy it each
   // time.
   if (estimate > start) out.reserve(start + estimate);
-  TreeWriter writer(out, excludePrefix, topFields);
+  TreeWriter writer(out, excludePrefix, topFields, outside);
   if (writer.write(top, false)) return;
   out.truncate(start);
+  if (outside != nullptr) outside->clear();
   writer.write(top, true);
 }
 
@@ -199,6 +215,12 @@ void Email::writeMime(StringBuffer& out, std::string_view excludePrefix) const {
   writeTree(*this, out, excludePrefix, TopFields::all);
 }
 
+std::vector<OutsideBody> Email::writeMimeAround(StringBuffer& out, std::string_view excludePrefix) const {
+  std::vector<OutsideBody> outside;
+  writeTree(*this, out, excludePrefix, TopFields::all, &outside);
+  return outside;
+}
+
 /// The same with the content fields alone of this entity's own.
 void Email::writeContent(StringBuffer& out) const {
   writeTree(*this, out, {}, TopFields::content);
@@ -206,11 +228,11 @@ void Email::writeContent(StringBuffer& out) const {
 
 void Email::makeLineEndsUniform() {
   forEachEntity(*this, [](Email& entity) {
-    BinaryData& data = entity.body_.data();
-    if (entity.body_.coding() != MimeBody::Coding::raw || !hasLoneCr(data.view())) return;
+    MimeBody& body = entity.body_;
+    if (body.coding() != MimeBody::Coding::raw || body.lineFacts().loneCrs == 0) return;
     BinaryData uniform;
-    appendWithoutLoneCr(data.view(), uniform);
-    data.take(uniform);
+    appendWithoutLoneCr(body.data().view(), uniform);
+    body.setRawData(std::move(uniform));
   });
 }
 

@@ -52,7 +52,7 @@ std::unique_ptr<Email> partOfFile(std::string_view path, std::string_view conten
   identify(*part);
   part->setTransferEncoding(isText ? "quoted-printable" : "base64");
   part->setContentType(type, nameInPath(path));
-  part->body().data().loadFile(path, log);
+  part->body().changeData().loadFile(path, log);
   part->body().setCoding(isText ? MimeBody::Coding::quotedPrintable : MimeBody::Coding::base64);
   return part;
 }

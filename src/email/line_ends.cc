@@ -28,11 +28,4 @@ void appendWithoutLoneCr(std::string_view text, BinaryData& out) {
   out.append(text.substr(done));
 }
 
-bool hasLoneCr(std::string_view text) noexcept {
-  for (std::size_t at = text.find('\r'); at != kNone; at = text.find('\r', at + 1)) {
-    if (at + 1 == text.size() || text[at + 1] != '\n') return true;
-  }
-  return false;
-}
-
 }  // namespace qv

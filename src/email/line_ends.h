@@ -13,6 +13,5 @@ void appendWithCrLf(std::string_view text, StringBuffer& out);
 
 /// Appends `text` with an LF behind each CR that has none.
 void appendWithoutLoneCr(std::string_view text, BinaryData& out);
-bool hasLoneCr(std::string_view text) noexcept;
 
 }  // namespace qv

@@ -44,7 +44,7 @@ void Email::applyReplacePatterns(const ReplacePatterns& patterns) {
 void Email::replaceHere(const ReplacePatterns& patterns) {
   if (startsWithNoCase(contentType_, "text")) {
     StringBuffer text(body_.data().view());
-    if (replaceIn(text, patterns)) body_.data().set(text);
+    if (replaceIn(text, patterns)) body_.changeData().set(text);
   }
   StringBuffer subject(getSubject());
   if (replaceIn(subject, patterns)) setSubject(subject);

@@ -18,38 +18,58 @@ void MimeBody::setFromEncoded(std::string_view transferEncoding, std::string_vie
 }
 
 void MimeBody::setRaw(std::string_view text) {
-  data_.set(text);
+  changeData().set(text);
   coding_ = Coding::raw;
 }
 
+void MimeBody::setComposed(std::string_view text) {
+  constexpr std::size_t kInCache = std::size_t{32} << 10;
+  BinaryData bytes;  // `text` may be what this body holds
+  LineScan scan;
+  bytes.reserve(text.size());
+  for (std::size_t at = 0; at < text.size(); at += kInCache) {
+    const std::string_view piece = text.substr(at, kInCache);
+    bytes.append(piece);
+    scan.add(piece);
+  }
+  setRawData(std::move(bytes));
+  facts_ = scan.facts();
+  factsKnown_ = true;
+}
+
 void MimeBody::setRawData(BinaryData bytes) {
-  data_ = std::move(bytes);
+  changeData() = std::move(bytes);
   coding_ = Coding::raw;
 }
 
 void MimeBody::takeData(MimeBody& other) {
-  if (this != &other) data_.take(other.data_);
+  if (this != &other) changeData().take(other.changeData());
   coding_ = other.coding_ = Coding::raw;
 }
 
 void MimeBody::setForBase64(BinaryData bytes) {
-  data_ = std::move(bytes);
+  changeData() = std::move(bytes);
   coding_ = Coding::base64;
 }
 
 void MimeBody::setForQuotedPrintable(BinaryData bytes) {
-  data_ = std::move(bytes);
+  changeData() = std::move(bytes);
   coding_ = Coding::quotedPrintable;
 }
 
 void MimeBody::copyFrom(const MimeBody& other) {
-  data_ = other.data_;
-  coding_ = other.coding_;
+  *this = other;
 }
 
 void MimeBody::clear() {
-  data_.clear();
+  changeData().clear();
   coding_ = Coding::raw;
+}
+
+const LineFacts& MimeBody::lineFacts() const noexcept {
+  if (!factsKnown_) facts_ = lineFactsOf(data_.view());
+  factsKnown_ = true;
+  return facts_;
 }
 
 void MimeBody::getEncodedBody(StringBuffer& out) const {

@@ -79,7 +79,6 @@ class MimeMessage2 final : public QuorvelObject {
   void copyBodyFrom(const MimeMessage2& other) { body_.copyFrom(other.body_); }
   MimeBody& body() noexcept { return body_; }
   const MimeBody& body() const noexcept { return body_; }
-  BinaryData& getBodyData() noexcept { return body_.data(); }
   MimeHeader& header() noexcept { return header_; }
   const MimeHeader& header() const noexcept { return header_; }
 

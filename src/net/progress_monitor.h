@@ -31,6 +31,8 @@ class ProgressMonitor {
   /// So much work is done in all; work that was counted already stays counted.
   void setDone(std::uint64_t done);
   void finish();
+  /// Whether somebody is told, and runs while work is done.
+  bool isHeard() const noexcept { return sink_ != nullptr; }
   std::uint32_t total() const noexcept { return total_; }
   std::uint32_t done() const noexcept { return done_; }
 

@@ -43,6 +43,17 @@ bool SmtpDialogue::sendCommand(std::string_view bytes, CLog* log, ProgressMonito
   return socket_ != nullptr && socket_->sendBytes(bytes, log, progress);
 }
 
+bool SmtpDialogue::sendMessage(const WireText& text, CLog* log, ProgressMonitor* progress) {
+  WireText::Reader start(text);
+  StringBuffer shown;
+  appendFrom(start, shown, kRecorded);
+  record(shown);
+  if (text.size() > kRecorded) record("\n...\n");
+  replyLength_ = 0;
+  WireText::Reader reader(text);
+  return socket_ != nullptr && socket_->sendText(reader, log, progress);
+}
+
 bool SmtpDialogue::sendDirect(std::string_view bytes, CLog* log) {
   replyLength_ = 0;
   return socket_ != nullptr && socket_->sendBytes(bytes, log, nullptr);

@@ -11,6 +11,7 @@
 #include "net/progress_monitor.h"
 #include "net/secret_text.h"
 #include "net/socket.h"
+#include "net/wire_text.h"
 
 namespace qv {
 
@@ -44,6 +45,8 @@ class SmtpDialogue {
 
   /// Sends bytes as they are. The transcript gets the first 2,500 of them.
   bool sendCommand(std::string_view bytes, CLog* log, ProgressMonitor* progress = nullptr);
+  /// The same for a message.
+  bool sendMessage(const WireText& text, CLog* log, ProgressMonitor* progress);
   /// Sends bytes that the transcript must not show.
   bool sendDirect(std::string_view bytes, CLog* log);
   /// Hidden from now on in what the server says, for as long as the dialogue lasts, and in what the

@@ -1,11 +1,12 @@
 #include "net/smtp_transaction.h"
 
 #include <cstdint>
-#include <cstring>
+#include <new>
 #include <string>
 
 #include "net/command_text.h"
 #include "net/mail_journal.h"
+#include "net/wire_text.h"
 
 namespace qv {
 
@@ -26,25 +27,6 @@ constexpr RecipientKind kRecipientKinds[] = {
     {&Email::numBcc, &Email::getBccAddr, "bcc", "Failed when sending bcc RCPT TO:<"},
 };
 
-/// The place of the first dot that begins a line, at or after `from`; the text's size when there is none.
-std::size_t nextLineDot(std::string_view text, std::size_t from) {
-  for (std::size_t at = from; at < text.size(); ++at) {
-    if (text[at] == '.' && (at == 0 || text[at - 1] == '\n')) return at;
-    at = text.find('\n', at);
-    if (at == std::string_view::npos) break;
-  }
-  return text.size();
-}
-
-/// The message as it goes over the wire.
-StringBuffer renderForWire(const Email& email) {
-  StringBuffer text;
-  text.reserve(50000);
-  email.writeMime(text, "QVX-");
-  stuffDots(text);
-  return text;
-}
-
 class Transaction {
  public:
   Transaction(const SmtpDelivery& delivery, Email& email) noexcept
@@ -58,6 +40,7 @@ class Transaction {
   void offerRecipients();
   void offerRecipient(const RecipientKind& kind, std::string_view address);
   bool sendMessage();
+  void journal(const WireText& text) const noexcept;
   bool command(std::string_view format, std::string_view argument, int expected) {
     return dialogue_.sendAndCheck(format, argument, expected, log_);
   }
@@ -155,13 +138,14 @@ void Transaction::offerRecipient(const RecipientKind& kind, std::string_view add
 }
 
 bool Transaction::sendMessage() {
-  // Rendered before the server waits for it: what fails here leaves the session as it is.
-  const StringBuffer text = renderForWire(email_);
+  // Made before the server waits for it: what fails here leaves the session as it is. A sink that hears of
+  // the progress may change the e-mail meanwhile.
+  const WireText text(email_, delivery_.progress == nullptr || !delivery_.progress->isHeard());
   if (!command("DATA\r\n", {}, 354)) return fail("Failed when sending DATA command");
   dialogue_.setPhase(SmtpDialogue::Phase::message);
   step();
   logData(log_, "email_size", std::to_string(text.size()));
-  if (!dialogue_.sendCommand(text, log_, delivery_.progress)) {
+  if (!dialogue_.sendMessage(text, log_, delivery_.progress)) {
     fail("Failed when sending email body");
     dialogue_.disconnect();
     return false;
@@ -170,8 +154,18 @@ bool Transaction::sendMessage() {
   dialogue_.setPhase(SmtpDialogue::Phase::idle);
   if (!accepted) return fail("Failed when sending body end marker");
   step();
-  appendSentLog(delivery_.sentLogFileName, text);
+  journal(text);
   return true;
+}
+
+/// The server has the message: what goes wrong from here on says nothing else.
+void Transaction::journal(const WireText& text) const noexcept {
+  if (delivery_.sentLogFileName.empty()) return;
+  try {
+    appendSentLog(delivery_.sentLogFileName, text.whole());
+  } catch (const std::bad_alloc&) {
+    return;
+  }
 }
 
 }  // namespace
@@ -183,28 +177,6 @@ bool runSmtpTransaction(const SmtpDelivery& delivery, Email& email, SendOutcome&
   outcome.numAttempted += transaction.outcome().numAttempted;
   outcome.fatal = transaction.outcome().fatal;
   return sent;
-}
-
-void stuffDots(StringBuffer& text) {
-  const std::size_t size = text.size();
-  std::size_t dots = 0;
-  for (std::size_t at = nextLineDot(text, 0); at < size; at = nextLineDot(text, at + 1)) ++dots;
-  if (dots == 0) return;
-
-  // The text moves to the end of a buffer that is longer by the new dots, and from there piece by piece back
-  // to its start: the gap between what is read and what is written closes by one with each dot.
-  char* const begin = text.extend(dots) - size;
-  std::memmove(begin + dots, begin, size);
-  const std::string_view from(begin + dots, size);
-  char* to = begin;
-  for (std::size_t at = 0; dots > 0; --dots) {
-    const std::size_t dot = nextLineDot(from, at);
-    std::memmove(to, from.data() + at, dot - at);
-    to += dot - at;
-    *to++ = '.';
-    *to++ = '.';
-    at = dot + 1;
-  }
 }
 
 }  // namespace qv

@@ -26,7 +26,4 @@ struct SmtpDelivery {
 /// cannot be used any more. False without `fatal` means that no recipient was accepted.
 bool runSmtpTransaction(const SmtpDelivery& delivery, Email& email, SendOutcome& outcome);
 
-/// Doubles the dot at the start of every line (RFC 5321 4.5.2), within the text's own buffer.
-void stuffDots(StringBuffer& text);
-
 }  // namespace qv

@@ -118,7 +118,7 @@ class QuorvelSocketImpl final : public QuorvelSocket {
   bool checkSocket() override { return handle_ != tcp::kNone && tcp::isUsable(handle_); }
   bool receiveExact(char* buffer, std::size_t count, CLog* log) override;
   bool receiveBytes(char* buffer, std::size_t& length, CLog* log) override;
-  bool sendBytes(std::string_view data, CLog* log, ProgressMonitor* progress) override;
+  bool sendText(TextSource& text, CLog* log, ProgressMonitor* progress) override;
   bool receiveUntil(StringBuffer& out, std::string_view terminator, std::size_t chunkSize, CLog* log,
                     ProgressMonitor* progress, std::size_t limit, std::size_t begun) override;
   void getLocalHostName(StringBuffer& out) override { out.set(canonicalHostName()); }
@@ -132,7 +132,8 @@ class QuorvelSocketImpl final : public QuorvelSocket {
 
  private:
   bool sendWhole(std::string_view data, CLog* log);
-  bool sendPaced(std::string_view data, CLog* log, ProgressMonitor& progress);
+  bool sendNext(TextSource& text, std::size_t most, std::size_t& sent, CLog* log);
+  bool sendPaced(TextSource& text, CLog* log, ProgressMonitor& progress);
   bool waitForData(CLog* log);
   bool peerClosed(CLog* log);
 
@@ -163,12 +164,25 @@ void QuorvelSocketImpl::setReadTimeout(std::int32_t seconds) {
 
 // Sending.
 
-bool QuorvelSocketImpl::sendBytes(std::string_view data, CLog* log, ProgressMonitor* progress) {
+bool QuorvelSocketImpl::sendText(TextSource& text, CLog* log, ProgressMonitor* progress) {
   if (handle_ == tcp::kNone) {
     logError(log, "No socket exists for sending");
     return false;
   }
-  return progress == nullptr ? sendWhole(data, log) : sendPaced(data, log, *progress);
+  if (progress != nullptr) return sendPaced(text, log, *progress);
+  std::size_t sent = 0;
+  return sendNext(text, std::numeric_limits<std::size_t>::max(), sent, log);
+}
+
+/// Sends the next bytes of a text, `most` of them where there are so many; `sent` becomes their number.
+bool QuorvelSocketImpl::sendNext(TextSource& text, std::size_t most, std::size_t& sent, CLog* log) {
+  for (sent = 0; sent < most;) {
+    const std::string_view piece = text.next(most - sent);
+    if (piece.empty()) break;
+    if (!sendWhole(piece, log)) return false;
+    sent += piece.size();
+  }
+  return true;
 }
 
 bool QuorvelSocketImpl::sendWhole(std::string_view data, CLog* log) {
@@ -194,23 +208,23 @@ std::size_t nextChunkSize(std::size_t current, std::uint64_t totalSent, std::uin
   return std::clamp<std::uint64_t>(totalSent * 500 / elapsedMs, kSmallest, 2 * current);
 }
 
-bool QuorvelSocketImpl::sendPaced(std::string_view data, CLog* log, ProgressMonitor& progress) {
+bool QuorvelSocketImpl::sendPaced(TextSource& text, CLog* log, ProgressMonitor& progress) {
   std::size_t chunkSize = 3000;
   std::uint64_t totalSent = 0;
   std::uint64_t elapsedMs = 0;
   std::uint64_t pending = 0;  // sent, but the network's buffers took it so fast that it says nothing yet
-  while (!data.empty()) {
-    const std::string_view chunk = data.substr(0, chunkSize);
+  for (;;) {
     const std::uint64_t start = tickMilliseconds();
-    if (!sendWhole(chunk, log)) return false;
+    std::size_t sent = 0;
+    if (!sendNext(text, chunkSize, sent, log)) return false;
+    if (sent == 0) break;
     elapsedMs += tickMilliseconds() - start;
-    totalSent += chunk.size();
-    data.remove_prefix(chunk.size());
+    totalSent += sent;
     if (elapsedMs > 20) {
-      progress.step(pending / 10 + chunk.size());
+      progress.step(pending / 10 + sent);
       pending -= pending / 10;
     } else {
-      pending += chunk.size();
+      pending += sent;
     }
     chunkSize = nextChunkSize(chunkSize, totalSent, elapsedMs);
   }

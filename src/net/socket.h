@@ -11,6 +11,7 @@
 #include "core/quorvel_object.h"
 #include "core/string_buffer.h"
 #include "net/progress_monitor.h"
+#include "net/text_source.h"
 #include "platform/tcp.h"
 
 namespace qv {
@@ -66,7 +67,12 @@ class QuorvelSocket : public QuorvelObject {
   virtual bool receiveBytes(char* buffer, std::size_t& length, CLog* log) = 0;
   /// True when every byte was handed to the network. With a monitor the data goes out in chunks of about half
   /// a second of the measured throughput, so that progress is steady on slow lines.
-  virtual bool sendBytes(std::string_view data, CLog* log, ProgressMonitor* progress) = 0;
+  virtual bool sendText(TextSource& text, CLog* log, ProgressMonitor* progress) = 0;
+  /// The same for bytes that stand ready.
+  bool sendBytes(std::string_view data, CLog* log, ProgressMonitor* progress) {
+    ReadyText text(data);
+    return sendText(text, log, progress);
+  }
   /// Receives until `terminator` has arrived; `out` then holds the text with it. More than that may be
   /// taken from the network and is kept for the next call; `progress` steps by the bytes taken, in steps of
   /// `chunkSize`; those that were taken by an earlier call count as taken now. A text of more than `limit`

@@ -52,6 +52,26 @@ std::unique_ptr<Email> newEmail(std::string_view body = "Hello\r\n") {
   return email;
 }
 
+TEST(Outbox, AListenerMayChangeTheEmailWhileItIsSent) {
+  struct Changer : FireComEvent {
+    void progressEvent(std::int32_t, std::int32_t, std::int32_t, std::int32_t) override {
+      email->setBody("changed", false);
+    }
+    Email* email = nullptr;
+  };
+  SmtpServer server;
+  const std::string body(10'000'000, 'x');
+  const auto email = newEmail(body);
+  Changer changer;
+  changer.email = email.get();
+  const OutboxSettings settings = settingsFor(server.port());
+  const OutgoingEmail outgoing{email.get()};
+  Outbox outbox(settings, &changer, nullptr);
+  EXPECT_TRUE(outbox.sendEmail(outgoing).success);
+  EXPECT_EQ(email->getBody(), "changed");
+  EXPECT_TRUE(server.messages().at(0).find(body) != std::string::npos);
+}
+
 TEST(Outbox, Outcomes) {
   const struct {
     const char* rules;

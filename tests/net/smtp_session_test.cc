@@ -491,32 +491,5 @@ TEST(SmtpDialogue, TranscriptIsBounded) {
   EXPECT_TRUE(dialogue.transcript().ends_with("xthe end?"));
 }
 
-TEST(StuffDots, DoublesDotsAtLineStarts) {
-  std::mt19937 random(7);
-  for (int round = 0; round < 2000; ++round) {
-    std::string in;
-    for (std::size_t left = random() % 30; left > 0; --left) in += "..\n\r\0"sv[random() % 5];
-    std::string out;
-    for (std::size_t i = 0; i < in.size(); ++i) {
-      if (in[i] == '.' && (i == 0 || in[i - 1] == '\n')) out += '.';
-      out += in[i];
-    }
-    StringBuffer text(in);
-    stuffDots(text);
-    EXPECT_EQ(text.view(), out) << in;
-  }
-  const auto make = [](std::size_t n) {
-    std::string text;
-    for (std::size_t i = 0; i < n; ++i) text += "\n.";
-    return text;
-  };
-  const auto work = [](const std::string& text) {
-    StringBuffer copy(text);
-    stuffDots(copy);
-    EXPECT_EQ(copy.size(), text.size() / 2 * 3);
-  };
-  EXPECT_LT(qv_test::costOfTwice(300'000, make, work), 3);
-}
-
 }  // namespace
 }  // namespace qv

@@ -31,10 +31,13 @@ class FedSocket final : public qv::QuorvelSocket {
   bool checkSocket() override { return false; }
   bool receiveExact(char*, std::size_t, qv::CLog*) override { return false; }
   bool receiveBytes(char*, std::size_t&, qv::CLog*) override { return false; }
-  bool sendBytes(std::string_view data, qv::CLog*, qv::ProgressMonitor*) override {
+  bool sendText(qv::TextSource& text, qv::CLog*, qv::ProgressMonitor*) override {
     if (sendsLeft_ == 0) return false;
     --sendsLeft_;
-    if (record_.keepsSent) record_.sent.emplace_back(data);
+    if (!record_.keepsSent) return true;  // nor does any copy of it stay in memory
+    qv::StringBuffer sent;
+    qv::appendFrom(text, sent);
+    record_.sent.push_back(sent.str());
     return true;
   }
   bool receiveUntil(qv::StringBuffer& out, std::string_view terminator, std::size_t, qv::CLog*,
