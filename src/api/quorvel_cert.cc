@@ -6,6 +6,7 @@
 
 #include "api/quorvel_log.h"
 #include "core/binary_data.h"
+#include "core/file_sys.h"
 #include "mime/date_parser.h"
 #include "mime/transfer_coding.h"
 
@@ -183,7 +184,8 @@ void CQuorvelCert::LoadFromFile(std::string_view filename) {
   load("LoadFromFile", [&](std::string& error) -> CertContextPtr {
     BinaryData bytes;
     error = "The file cannot be read";
-    return bytes.loadFile(filename, &ownLog_) ? CertContext::fromFileBytes(bytes.view(), error) : nullptr;
+    const bool isRead = FileSys::canRead(filename, error) && bytes.loadFile(filename, &ownLog_);
+    return isRead ? CertContext::fromFileBytes(bytes.view(), error) : nullptr;
   });
 }
 

@@ -2,11 +2,16 @@
 #include <gtest/gtest.h>
 #include <quorvel/quorvel.h>
 
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "cert/qv_crypt.h"
+#include "email/email.h"
+#include "email/smime_writer.h"
+#include "support/pop_server.h"
 #include "support/test_certificates.h"
 
 namespace {
@@ -191,6 +196,61 @@ TEST(EmailSecurity, HandsOutWhoSignedALayer) {
   const auto cert = email->GetLayerCert(0);
   ASSERT_TRUE(cert);
   EXPECT_EQ(cert->GetEncoded(), jane().base64());
+}
+
+TEST(EmailSecurity, SavesCertificatesOfWhatIsFetched) {
+  qv_test::TemporaryStores stores;
+  stores.give(jane());
+  qv::Email email(nullptr);
+  email.setFrom("jane@example.org");
+  email.sendSecurity().sendSigned = true;
+  bool failed = true;
+  qv::StringBuffer text;
+  qv::prepareSecurity(email, false, {}, nullptr, failed)->writeMime(text, "QVX-");
+  qv::writeFile(stores / "mailbox", "From a\r\n" + text.str() + "\r\n");
+
+  const struct {
+    const char* operation;
+    std::function<void(quorvel::IQuorvelMailMan3&)> fetch;
+    bool alwaysSaves;
+  } rows[] = {
+      {"CopyMail", [](auto& mailMan) { mailMan.CopyMail(); }, false},
+      {"TransferMail", [](auto& mailMan) { mailMan.TransferMail(); }, false},
+      {"GetAllHeaders", [](auto& mailMan) { mailMan.GetAllHeaders(10000); }, false},
+      {"FetchEmail", [](auto& mailMan) { mailMan.FetchEmail("id-1"); }, false},
+      {"FetchMultiple",
+       [](auto& mailMan) {
+         const auto ids = quorvel::create<quorvel::IQvStringArray>("QuorvelMail.QvStringArray");
+         ids->Append("id-1");
+         mailMan.FetchMultiple(ids.get());
+       },
+       false},
+      {"GetFullEmail",
+       [](auto& mailMan) {
+         const auto header = newEmail();
+         header->AddHeaderField("X-UIDL", "id-1");
+         mailMan.GetFullEmail(header.get());
+       },
+       false},
+      {"LoadMbx", [&](auto& mailMan) { mailMan.LoadMbx(stores / "mailbox"); }, true},
+  };
+  const std::string saved = stores / ("local_machine/registry/" + std::string(qv::kReceivedCertificatesPath));
+  for (const auto& row : rows) {
+    for (const int wanted : {0, 1}) {
+      std::filesystem::remove_all(saved);
+      const qv_test::PopServer server({text.str()});
+      const auto mailMan = quorvel::create<quorvel::IQuorvelMailMan3>("QuorvelMail.QuorvelMailMan");
+      mailMan->put_MailHost("127.0.0.1");
+      mailMan->put_MailPort(server.port());
+      mailMan->put_PopUsername("ann");
+      mailMan->put_PopPassword("secret");
+      mailMan->GetLog()->ClearLog();
+      mailMan->put_AutoSaveCerts(wanted);
+      row.fetch(*mailMan);
+      EXPECT_EQ(std::filesystem::exists(saved), row.alwaysSaves || wanted == 1)
+          << row.operation << wanted << mailMan->GetLog()->GetErrorEntries();
+    }
+  }
 }
 
 }  // namespace
