@@ -183,9 +183,10 @@ void CQuorvelCert::SetFromEncoded(std::string_view encodedCert) {
 void CQuorvelCert::LoadFromFile(std::string_view filename) {
   load("LoadFromFile", [&](std::string& error) -> CertContextPtr {
     BinaryData bytes;
+    if (bytes.loadFile(filename, &ownLog_)) return CertContext::fromFileBytes(bytes.view(), error);
     error = "The file cannot be read";
-    const bool isRead = FileSys::canRead(filename, error) && bytes.loadFile(filename, &ownLog_);
-    return isRead ? CertContext::fromFileBytes(bytes.view(), error) : nullptr;
+    FileSys::canRead(filename, error);  // for the reason
+    return nullptr;
   });
 }
 
