@@ -73,7 +73,8 @@ class MailMan {
   bool verifyPopLogin();
   bool verifyPopConnection();
   /// The messages of a mailbox file that the filter keeps, in file order. Never null; a file that cannot be
-  /// read gives an empty bundle, and the log says why. Memory holds a piece of the file beside the bundle.
+  /// read gives an empty bundle, and the log says why. Memory holds a piece of the file and a message beside
+  /// the bundle.
   std::unique_ptr<MailBundle> loadMbx(std::string_view fileName);
   /// The e-mails of an XML document that the filter keeps, in document order; null when the text holds no
   /// element.

@@ -1,7 +1,6 @@
 #include "mailman/mbx_file.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "core/text.h"
 
@@ -9,141 +8,92 @@ namespace qv {
 
 namespace {
 
-constexpr std::size_t kNone = std::string_view::npos;
-constexpr std::string_view kSeparator = "From ";
+constexpr std::string_view kBehindLine = "\nFrom ";
 
-/// What one look at a message tells.
-struct Sight {
-  std::size_t end = kNone;  ///< of the message: where the next separator begins; kNone at the end of the text
-  bool hasCr = false;
-  bool isOdd = false;  ///< CR and LF do not stand in pairs only
-};
-
-/// Looks at the message that begins at `begin`, behind a line end. A separator right there ends it.
-Sight lookAt(std::string_view text, std::size_t begin) noexcept {
-  constexpr std::size_t kBlock = 128;
-  const char* const bytes = text.data();
-  const std::size_t last = text.size() - 1;  // pairs begin before it
-  Sight sight;
-  unsigned char odd = 0, cr = 0;
-  for (std::size_t at = begin - 1; at < last;) {
-    // Without a branch, so that it becomes vector code; what makes a line begin with 'F' is looked at closer.
-    if (at + kBlock <= last) {
-      unsigned char f = 0, oddHere = 0, crHere = 0;
-      for (std::size_t i = at; i < at + kBlock; ++i) {
-        f = static_cast<unsigned char>(f | ((bytes[i] == '\n') & (bytes[i + 1] == 'F')));
-        oddHere = static_cast<unsigned char>(oddHere | ((bytes[i] == '\r') ^ (bytes[i + 1] == '\n')));
-        crHere = static_cast<unsigned char>(crHere | (bytes[i] == '\r'));
-      }
-      if (f == 0) {
-        odd |= oddHere;
-        cr |= crHere;
-        at += kBlock;
-        continue;
-      }
-    }
-    for (const std::size_t end = std::min(at + kBlock, last); at < end; ++at) {
-      if (bytes[at] == '\n' && text.substr(at + 1).starts_with(kSeparator)) {
-        sight.end = at + 1;
-        sight.hasCr = cr != 0;
-        sight.isOdd = odd != 0;
-        return sight;
-      }
-      odd = static_cast<unsigned char>(odd | ((bytes[at] == '\r') != (bytes[at + 1] == '\n')));
-      cr = static_cast<unsigned char>(cr | (bytes[at] == '\r'));
-    }
-  }
-  const bool endsWithCr = bytes[last] == '\r' && last >= begin;
-  sight.hasCr = cr != 0 || endsWithCr;
-  sight.isOdd = odd != 0 || endsWithCr;
-  return sight;
+/// Whether a separator's beginning ends a message's text.
+bool endsWithSeparator(std::string_view text) noexcept {
+  return text.ends_with(kBehindLine) || text == kMbxSeparator;
 }
 
-/// Whether a separator stands here, CRs aside.
-bool isSeparator(std::string_view text) noexcept {
-  std::size_t matched = 0;
-  for (const char c : text) {
-    if (c == '\r') continue;
-    if (c != kSeparator[matched]) return false;
-    if (++matched == kSeparator.size()) return true;
+/// Whether what follows a message's text could make it end with one.
+bool mayBecomeSeparator(std::string_view text) noexcept {
+  for (std::size_t size = 0; size < kMbxSeparator.size(); ++size) {
+    if (text.ends_with(kBehindLine.substr(0, size + 1)) || text == kMbxSeparator.substr(0, size)) return true;
   }
   return false;
-}
-
-/// Appends a text without CRs, its LFs made CR LF.
-void appendLfAsCrLf(std::string_view text, StringBuffer& out) {
-  // Lines of mail are shorter than this: a copy of one fixed length is several times faster than one that
-  // must look at a length, and what it copies too much is written over.
-  constexpr std::size_t kStride = 80;
-  const std::size_t before = out.size();
-  char* const start = out.extend(2 * text.size() + kStride);  // pages that are not written cost nothing
-  char* to = start;
-  const char* from = text.data();
-  const char* const end = from + text.size();
-  while (from < end) {
-    const auto left = static_cast<std::size_t>(end - from);
-    const auto* lineEnd = static_cast<const char*>(std::memchr(from, '\n', left));
-    const auto length = lineEnd == nullptr ? left : static_cast<std::size_t>(lineEnd - from);
-    if (length <= kStride && left >= kStride) {
-      std::memcpy(to, from, kStride);
-    } else {
-      std::memcpy(to, from, length);
-    }
-    to += length;
-    from += length + 1;
-    if (lineEnd == nullptr) break;
-    *to++ = '\r';
-    *to++ = '\n';
-  }
-  out.truncate(before + static_cast<std::size_t>(to - start));
 }
 
 }  // namespace
 
-std::string_view MbxReader::textFrom(std::size_t begin) {
-  if (begin >= oddEnd_) {
-    const Sight sight = lookAt(text_, begin);
-    at_ = std::min(sight.end, text_.size());
-    const std::string_view part = text_.substr(begin, at_ - begin);
-    if (!sight.isOdd) return part;
-    if (!sight.hasCr) {
-      uniform_.clear();
-      appendLfAsCrLf(part, uniform_);
-      return uniform_;
-    }
-    oddEnd_ = at_;
-  }
-  return oddTextFrom(begin);
-}
+/// Copies text behind that of a message, making its line ends uniform.
+class MbxReader::Copy {
+ public:
+  /// Makes room for what the piece can become: twice its size when it is nothing but LFs, and what is copied
+  /// too far. Pages that are not written cost nothing.
+  Copy(std::string_view piece, StringBuffer& text)
+      : text_(text),
+        end_(piece.data() + piece.size()),
+        at_{piece.data(), text.extend(2 * piece.size() + MbxKernel::kMargin)} {}
+  ~Copy() { text_.truncate(made().size()); }
+  Copy(const Copy&) = delete;
+  Copy& operator=(const Copy&) = delete;
 
-std::string_view MbxReader::oddTextFrom(std::size_t begin) {
-  const std::string_view part = text_.substr(begin, oddEnd_ - begin);
-  at_ = oddEnd_;
-  uniform_.clear();
-  for (std::size_t i = 0; i < part.size();) {
-    if (isSeparator(part.substr(i))) {
-      at_ = begin + i;
-      break;
-    }
-    const std::size_t end = std::min(part.find('\n', i), part.size());
-    for (; i < end; ++i) {
-      if (part[i] != '\r') uniform_.append(part[i]);
-    }
-    if (i++ < part.size()) uniform_.append("\r\n");
+  std::string_view made() const noexcept {
+    return {text_.view().data(), static_cast<std::size_t>(at_.to - text_.view().data())};
   }
-  return uniform_;
-}
+  std::string_view left() const noexcept { return {at_.from, static_cast<std::size_t>(end_ - at_.from)}; }
+  /// True when the line's end is there.
+  bool skipLine() noexcept {
+    const std::size_t lineEnd = left().find('\n');
+    at_.from = lineEnd == std::string_view::npos ? end_ : at_.from + lineEnd + 1;
+    return lineEnd != std::string_view::npos;
+  }
+  /// Copies up to a separator, or what else the kernel leaves.
+  void copyMost(const MbxKernel& kernel) {
+    if (!mayBecomeSeparator(made())) at_ = kernel.copy(at_, end_);
+  }
+  bool copyOdd() noexcept;
 
-bool MbxReader::next(std::string_view& message) {
-  while (at_ < text_.size()) {
-    const std::size_t lineEnd = text_.find('\n', at_);
-    if (lineEnd == kNone) break;
-    message = textFrom(lineEnd + 1);
-    if (!message.empty()) return true;
+ private:
+  StringBuffer& text_;
+  const char* const end_;
+  MbxKernel::Place at_;
+};
+
+/// Copies some bytes, whatever they are. True when a separator began: it is taken off again.
+bool MbxReader::Copy::copyOdd() noexcept {
+  for (std::size_t count = std::min(MbxKernel::kMargin, left().size()); count > 0; --count) {
+    const char c = *at_.from++;
+    if (c == '\r') continue;
+    if (c == '\n') *at_.to++ = '\r';
+    *at_.to++ = c;
+    if (c != kMbxSeparator.back() || !endsWithSeparator(made())) continue;
+    at_.to -= kMbxSeparator.size();
+    return true;
   }
-  at_ = text_.size();
-  message = {};
   return false;
+}
+
+bool MbxReader::read(std::string_view& piece) {
+  if (isComplete_) text_.clear();
+  isComplete_ = false;
+  if (piece.empty()) return false;
+  Copy copy(piece, text_);
+  while (!copy.left().empty() && !isComplete_) {
+    if (inSeparator_) inSeparator_ = !copy.skipLine();
+    if (inSeparator_) break;
+    copy.copyMost(kernel_);
+    inSeparator_ = copy.copyOdd();
+    isComplete_ = inSeparator_ && !copy.made().empty();
+  }
+  piece = copy.left();
+  return isComplete_;
+}
+
+bool MbxReader::finish() noexcept {
+  if (isComplete_) text_.clear();
+  isComplete_ = !text_.empty();
+  return isComplete_;
 }
 
 bool MbxFile::open(std::string_view fileName) {
@@ -152,35 +102,22 @@ bool MbxFile::open(std::string_view fileName) {
 }
 
 bool MbxFile::next(std::string_view& message) {
-  while (!reader_.next(message)) {
-    if (!readPiece()) return false;
-  }
-  return true;
-}
-
-/// Reads until there is a separator behind at least one message, or the file ends.
-bool MbxFile::readPiece() {
   constexpr std::size_t kPiece = std::size_t{256} << 10;  // stays in the processor's caches
-  constexpr std::string_view kBehindLine = "\nFrom ";
-  if (hasEnded_) return false;
-  const std::size_t rest = bytes_.size() - pieceEnd_;
-  if (rest != 0) std::memmove(bytes_.data(), bytes_.data() + pieceEnd_, rest);
-  bytes_.truncate(rest);
-  for (std::size_t separator = kNone; separator == kNone && !hasEnded_;) {
-    // As much again as is there: a message of any length is moved a few times only.
-    const std::size_t before = bytes_.size();
-    const std::size_t wanted = std::max(kPiece, before);
+  bool isThere = reader_.read(piece_);
+  for (; !isThere && state_ == State::reading; isThere = reader_.read(piece_)) {
+    bytes_.truncate(0);
+    char* const room = bytes_.extend(kPiece);
     std::size_t received = 0;
-    const bool isWhole = file_.read(bytes_.extend(wanted), wanted, received);
-    bytes_.truncate(before + received);
-    hasEnded_ = !isWhole || received < wanted;
-    const std::size_t searched = before - std::min(before, kBehindLine.size());
-    separator = std::string_view(bytes_.data(), bytes_.size()).substr(searched).rfind(kBehindLine);
-    pieceEnd_ = separator == kNone ? 0 : searched + separator + 1;
-    if (isWhole && hasEnded_) pieceEnd_ = bytes_.size();
+    if (!file_.read(room, kPiece, received)) {
+      state_ = State::brokenOff;
+    } else if (received < kPiece) {
+      state_ = State::atEnd;
+    }
+    piece_ = {room, received};
   }
-  reader_ = MbxReader({bytes_.data(), pieceEnd_});
-  return true;
+  if (!isThere && state_ == State::atEnd) isThere = reader_.finish();
+  message = isThere ? reader_.message() : std::string_view();
+  return isThere;
 }
 
 }  // namespace qv

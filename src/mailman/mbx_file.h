@@ -7,54 +7,54 @@
 #include "core/file_reader.h"
 #include "core/growable_bytes.h"
 #include "core/string_buffer.h"
+#include "mailman/mbx_kernels.h"
 
 namespace qv {
 
-/// Goes through the text of a mailbox file. Lines may end with CR LF or LF; other CRs are passed over. The
-/// first line of the file is taken for a separator whatever it says; every line in it that begins with "From
-/// " is one. Holds no more than the message that it is at, and that only where the file's text cannot be used
-/// as it is.
+/// Makes messages of the text of a mailbox file, which comes in pieces of any size. Lines may end with CR LF
+/// or LF; other CRs are passed over. The first line of the file is taken for a separator whatever it says;
+/// every line in it that begins with "From " is one. Messages have CR LF line ends; one without any text is
+/// passed over. Holds no more than the message that it is at.
 class MbxReader {
  public:
-  /// `text` must outlive the reader.
-  explicit MbxReader(std::string_view text) noexcept : text_(text) {}
+  explicit MbxReader(const MbxKernel& kernel = mbxKernel()) noexcept : kernel_(kernel) {}
 
-  /// Gives the text of the next message, with CR LF line ends; messages without any text are passed over.
-  /// False when there is none. Valid until the next call.
-  bool next(std::string_view& message);
-  /// How much of the file's text has been gone through, in bytes.
-  std::size_t position() const noexcept { return at_; }
+  /// Takes text off the front of `piece`: true when a message is complete, false when all was taken.
+  bool read(std::string_view& piece);
+  /// Behind the last piece: whether a last message is complete now.
+  bool finish() noexcept;
+  /// The message that is complete; valid until the next call.
+  std::string_view message() const noexcept { return text_; }
 
  private:
-  std::string_view textFrom(std::size_t begin);
-  std::string_view oddTextFrom(std::size_t begin);
+  class Copy;
 
-  std::string_view text_;
-  std::size_t at_ = 0;      // where the separator of the next message begins
-  std::size_t oddEnd_ = 0;  // up to here stand-alone CRs are about, which may also hide separators
-  StringBuffer uniform_;
+  const MbxKernel& kernel_;
+  StringBuffer text_;
+  bool inSeparator_ = true;
+  bool isComplete_ = false;
 };
 
-/// Reads a mailbox file through, a piece at a time: memory holds one piece, or one message where that is
-/// longer.
+/// Reads a mailbox file through, a piece at a time: memory holds one piece, and one message.
 class MbxFile {
  public:
   /// `log`, which may be null, gets what fails; it must outlive the file.
   explicit MbxFile(CLog* log) noexcept : log_(log), file_(log) {}
 
   bool open(std::string_view fileName);
-  /// As MbxReader. A file that cannot be read any further ends before the message that it breaks off in.
+  /// Gives the next message; false when there is none. A file that cannot be read any further ends before the
+  /// message that it breaks off in. Valid until the next call.
   bool next(std::string_view& message);
 
  private:
-  bool readPiece();
+  enum class State { reading, atEnd, brokenOff };
 
   CLog* log_;
   FileReader file_;
   GrowableBytes bytes_;
-  std::size_t pieceEnd_ = 0;  // of what the reader goes through; what is behind it begins with a separator
-  bool hasEnded_ = false;
-  MbxReader reader_{{}};
+  std::string_view piece_;  // what is left of it
+  State state_ = State::reading;
+  MbxReader reader_;
 };
 
 }  // namespace qv
