@@ -12,6 +12,7 @@ GOOD = [
     ("src/core/text.cc", "#include \"core/text.h\"\n#include <cstring>\n#include \"platform/files.h\""),
     ("src/core/text.cc", "/*\n#include \"api/x.h\"\n*/\n// #include <unistd.h>"),
     ("src/mime/codec.cc", "#include <immintrin.h>"),
+    ("src/mailman/kernel.cc", "#include <immintrin.h>"),
     ("src/api/object.cc", "#include \"mailman/outbox.h\"\n#include <quorvel/quorvel.h>"),
     ("include/quorvel/value.h", "#include <string>\n#include <quorvel/quorvel.h>"),
     ("include/quorvel/plain_c.h", "#include <stddef.h>\nsize_t quorvel_f(void);"),
