@@ -48,6 +48,8 @@ bool isOneLine(std::string_view text) noexcept;
 
 /// Whether two texts are the same but for the case of ASCII letters.
 bool equalsNoCase(std::string_view a, std::string_view b) noexcept;
+/// A text with its ASCII letters in lower case.
+std::string lowerCase(std::string_view text);
 
 /// "1 message", "2 messages".
 std::string counted(std::size_t count, std::string_view noun);
