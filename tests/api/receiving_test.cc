@@ -94,8 +94,6 @@ TEST(StringArray, IsAListOfTexts) {
   EXPECT_EQ(copy->get_Count(), 0);
 }
 
-/// An e-mail of a host's own that has the first interface only would be one; any object that is no
-/// IQuorvelEmail2 does here.
 TEST(EmailBundle, SharesItsEmailsWithTheHost) {
   const auto bundle = newBundle();
   const auto first = newEmail("id-1");

@@ -327,9 +327,11 @@ TEST(MailMan, FetchesByIds) {
     settings.maxCount = 0;
     settings.sizeLimit = -1;
     const Strings requested = split(row.requested);
+    LogLines log;
     const auto bundle =
-        MailMan(settings, nullptr, nullptr).fetchMultiple({requested.begin(), requested.end()});
+        MailMan(settings, nullptr, log.get()).fetchMultiple({requested.begin(), requested.end()});
     EXPECT_EQ(subjectsOf(bundle.get()), row.fetched) << row.requested;
+    EXPECT_EQ(log.count("Failed to get UIDLs to fetch specific emails"), bundle == nullptr ? 1U : 0U);
     for (std::size_t i = 0; bundle != nullptr && i < bundle->count(); ++i) {
       EXPECT_EQ(bundle->at(i)->origination(), Origination::copiedFromPop3);
     }
