@@ -216,6 +216,15 @@ def quoted(texts):
             if line.key in ("log", "fails", "error", "info", "debug") for message in messages_in(line.text)}
 
 
+def data_keys(texts):
+    """The keys of all data that texts name."""
+    lines = [line for _, entries in texts.values() for entry in entries for line in entry.lines]
+    told = [line.text for line in lines if line.key == "data"]
+    for line in lines:
+        told += re.findall(r"data ((?:`[\w-]+`(?:, | and )?)+)", line.text)
+    return {key for each in told for key in re.findall(r"`([\w-]+)`", each.partition(" | ")[0])}
+
+
 def logged_by(entry, texts):
     """The messages of an entry and of the steps that it links to."""
     links = set(_STEP_LINK.findall(" ".join(line.text for line in entry.lines)))

@@ -1,8 +1,12 @@
 """The reference pages are those of the library's table of members, and tell of every member what is so."""
+import os
 import pathlib
+import re
 import sys
+import tempfile
 import unittest
 
+import quorvel
 from quorvel._members import KIND_NAMES, interfaces
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -25,6 +29,85 @@ NEVER_HAPPENS = [
     "Failed to get encoded certificate: no encoded data found within cert context",
     "(addWithKey)",
 ]
+
+# What fails in other ways than by being given nothing. Files that are not there; nobody listens at the port 1.
+SET_UP = """
+mailman, email, bundle, uidls = new("MailMan"), new("Email"), new("EmailBundle"), new("QvStringArray")
+zip, closed, cert = new("Zip"), new("Zip"), new("Cert")
+mailman.SmtpHost, mailman.SmtpPort = "127.0.0.1", 1
+mailman.MailHost, mailman.MailPort, mailman.PopUsername = "127.0.0.1", 1, "ann"
+pathlib.Path("text.txt").write_text("hello")
+both, attached = new("Email"), new("Email")
+both.AddHtmlAlternativeBody("x")
+attached.AddFileAttachment("text.txt")
+bundle.AddEmail(email)
+uidls.Append("1")
+zip.Create("some.zip")
+entry = zip.AppendEmail(email)
+zip.Close()
+"""
+FAILURES = """
+email.AddTo("Ann", "<>")
+email.AddMultipleBcc("nobody")
+email.AddFileAttachment("nothing")
+email.AddFileAttachment2("nothing", "text/plain")
+email.AddRelatedContent("nothing")
+attached.GetAttachmentData(1)
+attached.GetAttachmentStringCrLf(-1)
+attached.SaveAttachedFile(0, "text.txt")
+attached.SaveAttachedFile(0, "")
+attached.SaveAllAttachments("text.txt/x")
+attached.SaveRelatedItem(7, "")
+attached.GetRelatedFilename(0)
+email.AppendToZip(closed)
+both.GetAlternativeBody(2)
+both.GetAlternativeContentType(-1)
+attached.GetHtmlBody()
+email.SaveXml("no/folder")
+email.SaveEml("no/folder")
+email.LoadEml("nothing")
+email.GetFileContent("nothing")
+email.AddHeaderField("A B", "x")
+both.AddHeaderField("Content-Type", "text/plain")
+email.SetSigningCert(cert)
+email.SetEncryptCert(cert)
+cert.LoadFromFile("text.txt")
+cert.LoadFromBase64("-----BEGIN CERTIFICATE-----")
+cert.LoadFromBinary(b"x")
+cert.SetFromEncoded("x")
+uidls.AppendSerialized("%x")
+bundle.SaveXml("no/folder")
+zip.Open("nothing")
+zip.Open("text.txt")
+zip.AppendEmail(email)
+entry.GetEmail()
+mailman.SendEmail(email)
+mailman.SendBundle(bundle)
+mailman.QuickSend("ann@h", "bob@h", "s", "b", "127.0.0.1\\n")
+mailman.VerifySmtpLogin()
+mailman.VerifySmtpConnection()
+mailman.CopyMail()
+mailman.TransferMail()
+mailman.GetAllHeaders(1)
+mailman.GetHeaders(1, 0, 0)
+mailman.CheckMail()
+mailman.GetUidls()
+mailman.FetchEmail("1")
+mailman.FetchMultiple(uidls)
+mailman.GetFullEmail(email)
+mailman.DeleteEmail(email)
+mailman.VerifyPopConnection()
+mailman.VerifyPopLogin()
+mailman.LoadMbx("nothing")
+mailman.LoadXmlFile("nothing")
+mailman.LoadXmlString("no element")
+mailman.SendViaOutlook(email)
+mailman.SaveXmlLog("no/folder")
+"""
+
+
+def new(name):
+    return quorvel.create("QuorvelMail." + ("" if name.startswith("Qv") else "Quorvel") + name)
 
 
 class Reference(unittest.TestCase):
@@ -57,6 +140,9 @@ class Reference(unittest.TestCase):
         self.assertEqual([message for message in sorted(quoted) if not sources.has(message)], [])
         self.assertEqual(sources.undocumented(quoted | set(NEVER_HAPPENS)), [])
         self.assertFalse(sources.has("Send has failed."))
+        keys = member_docs.data_keys(self.texts)
+        self.assertGreater(len(keys), 50)
+        self.assertEqual(keys - sources.pieces, set())
 
     def test_what_is_said_is_what_members_do_when_they_are_given_nothing(self):
         """Against the rows of tests/data, which another test holds the library to: interface, id, kind, name | result |
@@ -84,7 +170,9 @@ class Reference(unittest.TestCase):
 
     def check_errors(self, entry, errors):
         outcome = "reported" if errors.startswith("failed: ") else "quiet"
-        logged = errors.removeprefix("failed: ").split("; ")
+        self.check_failure(entry, errors.removeprefix("failed: ").split("; "), outcome)
+
+    def check_failure(self, entry, logged, outcome):
         documented = member_docs.logged_by(entry, self.texts)
         for message in logged:
             self.assertTrue(any(member_docs.matches(message, each) for each in documented), message)
@@ -93,6 +181,31 @@ class Reference(unittest.TestCase):
                     or any(member_docs.matches(message, each) for message in logged
                            for each in member_docs.messages_in(failure.messages))}
         self.assertEqual(outcomes, {outcome})
+
+    def test_what_is_said_is_how_members_fail(self):
+        log = quorvel.create("QuorvelMail.QuorvelMailMan").GetLog()
+        with tempfile.TemporaryDirectory() as folder:
+            self.addCleanup(os.chdir, os.getcwd())
+            os.chdir(folder)
+            objects = {"new": new, "pathlib": pathlib}
+            exec(SET_UP, objects)
+            for call in FAILURES.strip().splitlines():
+                log.ClearLog()
+                outcome = "quiet"
+                try:
+                    eval(call, objects)
+                except quorvel.Error:
+                    outcome = "reported"
+                log.LineFormat = "%m"
+                errors = log.GetErrorEntries().splitlines()
+                with self.subTest(call=call):
+                    self.assertTrue(errors)
+                    self.check_failure(self.entry_of_call(call, objects), errors, outcome)
+
+    def entry_of_call(self, call, objects):
+        name, member = re.match(r"(\w+)\.(\w+)", call).groups()
+        [row] = [each for each in objects[name]._members.all if each.name == member]
+        return member_docs.entry_of(self.texts[row.interface][1], member)
 
     def test_rows_tell_of_every_member(self):
         told = {tuple(line.split(" | ")[0].split()) for line in GIVEN_NOTHING.read_text().splitlines()}
