@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <quorvel/quorvel_c.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <string>
@@ -10,7 +9,6 @@
 #include <vector>
 
 #include "api/component.h"
-#include "cert/certificate_store.h"
 
 namespace {
 
@@ -164,36 +162,6 @@ TEST(CFunctions, AnswerMisuse) {
   for (const auto& row : rows) EXPECT_EQ(row.status, row.expected) << "line " << row.line;
   quorvel_free_value(nullptr);
   quorvel_release(email);
-}
-
-TEST(CFunctions, ListTheMembers) {
-  const quorvel_object mailMan = newMailMan();
-  const quorvel_member* members = nullptr;
-  std::size_t count = 0;
-  ASSERT_EQ(quorvel_members(mailMan, &members, &count), QUORVEL_OK);
-  const quorvel_member& send = members[2];
-  EXPECT_STREQ(send.name, "SendEmail");
-  EXPECT_EQ(send.kind, QUORVEL_METHOD);
-  ASSERT_EQ(send.num_parameters, 1u);
-  EXPECT_STREQ(send.parameters[0].name, "email");
-  EXPECT_STREQ(send.parameters[0].interface_name, "IQuorvelEmail");
-  EXPECT_EQ(send.result.type, QUORVEL_INTEGER);
-  const auto* const found = std::find_if(members, members + count, [](const quorvel_member& each) {
-    return std::string_view(each.name) == "QuickSend";
-  });
-  ASSERT_NE(found, members + count);
-  const quorvel_member& quick = *found;
-  ASSERT_EQ(quick.num_parameters, 5u);
-  EXPECT_STREQ(quick.parameters[4].name, "smtpServer");
-  quorvel_release(mailMan);
-
-  const quorvel_class* classes = quorvel_classes(&count);
-  ASSERT_GE(count, 3u);
-  EXPECT_STREQ(classes[1].prog_id, "QuorvelMail.QuorvelEmail");
-  EXPECT_STREQ(quorvel_version(), "2.9.0");
-  EXPECT_EQ(quorvel_set_certificate_root("/stores"), QUORVEL_OK);
-  EXPECT_EQ(qv::certificateStoreRoot(), "/stores");
-  EXPECT_EQ(quorvel_set_certificate_root(""), QUORVEL_OK);
 }
 
 /// What a sink did, and is told to do.

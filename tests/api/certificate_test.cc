@@ -12,6 +12,7 @@
 #include "email/email.h"
 #include "email/smime_writer.h"
 #include "support/pop_server.h"
+#include "support/public_objects.h"
 #include "support/test_certificates.h"
 
 namespace {
@@ -20,16 +21,11 @@ using quorvel::IQuorvelCert;
 using quorvel::IQuorvelEmail3;
 using quorvel::Ref;
 using qv_test::jane;
+using qv_test::newEmail;
+using qv_test::reported;
 
 Ref<IQuorvelCert> newCert() {
   return quorvel::create<IQuorvelCert>("QuorvelMail.QuorvelCert");
-}
-Ref<IQuorvelEmail3> newEmail() {
-  return quorvel::create<IQuorvelEmail3>("QuorvelMail.QuorvelEmail");
-}
-std::string reported() {
-  const auto report = quorvel::lastError();
-  return report ? report->description : "(none)";
 }
 
 TEST(CertObject, ShowsItsCertificate) {
@@ -123,37 +119,11 @@ TEST(CertObject, LoadsWhatIsACertificate) {
   EXPECT_EQ(reported(), "Failed to save XML log");
 }
 
-TEST(EmailSecurity, KeepsCertificatesForSending) {
+TEST(EmailSecurity, TakesNoEmptyCertificate) {
   const auto email = newEmail();
-  const auto cert = newCert();
-  EXPECT_FALSE(email->GetSigningCert());
-  EXPECT_EQ(reported(), "No signing certificate has been set for this email.");
-  EXPECT_FALSE(email->GetEncryptCert());
-  EXPECT_EQ(reported(), "No encryption certificate has been set for this email.");
-  email->SetSigningCert(nullptr);
-  EXPECT_EQ(reported(), "Failed to create internal certificate object");
-  email->SetEncryptCert(cert.get());
+  email->SetEncryptCert(newCert().get());
   EXPECT_NE(reported().find("Failed to get encoded certificate"), std::string::npos);
-
-  cert->SetFromEncoded(jane().base64());
-  email->SetSigningCert(cert.get());
-  cert->SetFromEncoded(qv_test::max().base64());
-  email->SetEncryptCert(cert.get());
-  EXPECT_EQ(reported(), "(none)");
-  EXPECT_EQ(email->GetSigningCert()->get_SubjectE(), "jane@example.org");
-  EXPECT_EQ(email->GetEncryptCert()->get_SubjectE(), "max@example.net");
-}
-
-TEST(EmailSecurity, IsOffAtFirst) {
-  const auto email = newEmail();
-  EXPECT_EQ(email->get_SendSigned() + email->get_SendEncrypted() + email->get_ReceivedSigned() +
-                email->get_ReceivedEncrypted() + email->get_SignaturesValid() + email->get_Decrypted() +
-                email->get_WhollySigned() + email->get_WhollyEncrypted(),
-            0);
-  EXPECT_EQ(email->get_SignedBy() + email->get_EncryptedBy(), "");
-  email->put_SendSigned(-5);
-  email->put_SendEncrypted(2);
-  EXPECT_EQ(email->get_SendSigned() + email->get_SendEncrypted(), 2);
+  EXPECT_FALSE(email->GetEncryptCert());
 }
 
 TEST(EmailSecurity, ShowsWhatReadingFound) {

@@ -11,24 +11,21 @@
 #include "api/email_handles.h"
 #include "api/public_call.h"
 #include "core/log_store.h"
+#include "support/public_objects.h"
 
 namespace qv {
 namespace {
 
+using qv_test::newEmail;
+using qv_test::newMailMan;
+using qv_test::reported;
 using ::testing::HasSubstr;
-using ::testing::Not;
-
-std::string reported() {
-  const auto report = quorvel::lastError();
-  return report ? report->description : "(none)";
-}
 
 class PublicCall : public ::testing::Test {
  protected:
   std::string logXml() { return log_->GetXml(0); }
-  quorvel::Ref<quorvel::IQuorvelMailMan3> mailMan_ =
-      quorvel::create<quorvel::IQuorvelMailMan3>("QuorvelMail.QuorvelMailMan");
-  quorvel::Ref<quorvel::IQuorvelLog2> log_ = mailMan_->GetLog().as<quorvel::IQuorvelLog2>();
+  quorvel::Ref<quorvel::IQuorvelMailMan3> mailMan_ = newMailMan();
+  quorvel::Ref<quorvel::IQuorvelLog2> log_ = qv_test::sharedLog();
 };
 
 TEST_F(PublicCall, EveryOutcomeLeavesItsContextAndItsReport) {
@@ -106,12 +103,12 @@ TEST_F(PublicCall, OperationsOnAServerBringTheLogBelowItsMark) {
 }
 
 TEST(Component, OneLogServesAllObjectsUntilItIsCleared) {
-  auto first = quorvel::create<quorvel::IQuorvelMailMan>("QuorvelMail.QuorvelMailMan");
-  const auto second = quorvel::create<quorvel::IQuorvelMailMan>("QuorvelMail.QuorvelMailMan");
+  auto first = newMailMan();
+  const auto second = newMailMan();
   auto log = second->GetLog();
   log->ClearLog();
   first->SendEmail(nullptr);
-  quorvel::create<quorvel::IQuorvelEmail>("QuorvelMail.QuorvelEmail")->AddTo("", "");
+  newEmail()->AddTo("", "");
   first = nullptr;
   EXPECT_THAT(log->GetErrorEntries(), HasSubstr("Email parameter is NULL in SendEmail"));
   EXPECT_THAT(log->GetErrorEntries(), HasSubstr("No Email Address was provided"));
@@ -121,7 +118,7 @@ TEST(Component, OneLogServesAllObjectsUntilItIsCleared) {
 }
 
 TEST(Component, UnloadsWhenTheLastObjectIsGone) {
-  auto mailMan = quorvel::create<quorvel::IQuorvelMailMan>("QuorvelMail.QuorvelMailMan");
+  auto mailMan = newMailMan();
   auto log = mailMan->GetLog();
   log->LogError("old");
   EXPECT_FALSE(quorvel::canUnload());
@@ -130,7 +127,7 @@ TEST(Component, UnloadsWhenTheLastObjectIsGone) {
   log = nullptr;
   EXPECT_TRUE(quorvel::canUnload());
   EXPECT_TRUE(quorvel::canUnload());
-  mailMan = quorvel::create<quorvel::IQuorvelMailMan>("QuorvelMail.QuorvelMailMan");
+  mailMan = newMailMan();
   EXPECT_EQ(mailMan->GetLog()->GetErrorEntries(), "");
 }
 
@@ -142,8 +139,8 @@ TEST(Component, WorksWithoutALog) {
       return nullptr;
     });
     {
-      const auto mailMan = quorvel::create<quorvel::IQuorvelMailMan2>("QuorvelMail.QuorvelMailMan");
-      const auto email = quorvel::create<quorvel::IQuorvelEmail2>("QuorvelMail.QuorvelEmail");
+      const auto mailMan = newMailMan();
+      const auto email = newEmail();
       EXPECT_EQ(email->AddTo("Ann", "a@h"), 1);
       EXPECT_EQ(email->AddTo("Ann", ""), 0);
       EXPECT_THAT(email->GetMime(), HasSubstr("\r\nTo: \"Ann\" <a@h>\r\n"));
@@ -160,41 +157,15 @@ TEST(Component, WorksWithoutALog) {
 }
 
 TEST(EmailNumbers, AreTakenBackWithTheirObject) {
-  auto email = quorvel::create<quorvel::IQuorvelEmail2>("QuorvelMail.QuorvelEmail");
+  auto email = newEmail();
   const std::int32_t number = email->GetImpl();
   EXPECT_EQ(email->GetImpl(), number);
-  EXPECT_NE(quorvel::create<quorvel::IQuorvelEmail2>("QuorvelMail.QuorvelEmail")->GetImpl(), number);
+  EXPECT_NE(newEmail()->GetImpl(), number);
   EXPECT_TRUE(emailOfNumber(number).email);
   for (const std::int32_t unknown : {0, -1, number + 1000000})
     EXPECT_FALSE(emailOfNumber(unknown).email) << unknown;
   email = nullptr;
   EXPECT_FALSE(emailOfNumber(number).email);
-}
-
-TEST(Log, HandsEveryOperationToItsStore) {
-  const auto mailMan = quorvel::create<quorvel::IQuorvelMailMan>("QuorvelMail.QuorvelMailMan");
-  const auto log = mailMan->GetLog().as<quorvel::IQuorvelLog2>();
-  log->ClearLog();
-  log->put_LineFormat("%m");
-  log->EnterContext("outer", 0);
-  log->LogError2("e", "k");
-  log->LogDataLong("n", -5);
-  log->LeaveContext();
-  log->LogDebug("d");
-  EXPECT_EQ(log->GetErrorEntries(), "e\n");
-  EXPECT_EQ(log->GetKeywordEntries("k"), "e\n");
-  EXPECT_EQ(log->GetInfoEntries(), "n: -5\n");
-  EXPECT_EQ(log->GetDebugEntries(), "d\n");
-  EXPECT_THAT(log->GetXml(0), HasSubstr("<context name=\"outer\""));
-  EXPECT_EQ(log->AppendToFile("/nonexistent/x"), 0);
-  EXPECT_EQ(reported(), "(none)");
-  log->SaveXml(0, "/nonexistent/x");
-  EXPECT_EQ(reported(), "Failed to save XML log");
-  log->put_IsHTML(7);
-  EXPECT_EQ(log->get_IsHTML(), 1);
-  log->put_IsHTML(0);
-  log->put_LineFormat("");
-  EXPECT_EQ(log->get_Version(), "2.9.0");
 }
 
 }  // namespace

@@ -112,21 +112,4 @@ TEST(Invoke, ChecksKindCountAndTypes) {
   }
 }
 
-TEST(Invoke, GivesEveryTypeBack) {
-  const auto email = quorvel::create("QuorvelMail.QuorvelEmail");
-  const auto mailMan = quorvel::create("QuorvelMail.QuorvelMailMan");
-  Value value;
-  const std::string text("nul\0 and \xff", 10);
-  ASSERT_EQ(quorvel::invoke(*email, 3, Kind::put, {text}, value), Status::ok);
-  EXPECT_EQ(value, Value());
-  ASSERT_EQ(quorvel::invoke(*email, 3, Kind::get, {}, value), Status::ok);
-  EXPECT_EQ(value, Value(text));
-  ASSERT_EQ(quorvel::invoke(*email, 5, Kind::method, {"Ann", "a@h"}, value), Status::ok);
-  EXPECT_EQ(value, Value(1));
-  ASSERT_EQ(quorvel::invoke(*email, 27, Kind::get, {}, value), Status::ok);
-  EXPECT_GT(std::get<double>(value), 36526);  // 1 January 2000
-  ASSERT_EQ(quorvel::invoke(*mailMan, 23, Kind::method, {}, value), Status::ok);
-  EXPECT_EQ(std::get<quorvel::Ref<quorvel::IQuorvelObject>>(value)->className(), "CQuorvelLog");
-}
-
 }  // namespace

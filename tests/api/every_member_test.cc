@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "platform/temporary_folder.h"
+#include "support/public_objects.h"
 
 namespace {
 
@@ -110,7 +111,7 @@ class EveryMember : public ::testing::Test {
     if (interfaceName == "IQuorvelZipEntry4") {
       const auto zip = quorvel::create<quorvel::IQuorvelZip4>("QuorvelMail.QuorvelZip");
       zip->Create(folder_ / "entries.zip");
-      return zip->AppendEmail(quorvel::create<quorvel::IQuorvelEmail>("QuorvelMail.QuorvelEmail").get());
+      return zip->AppendEmail(qv_test::newEmail().get());
     }
     for (const char* name : {"QuorvelMailMan", "QuorvelEmail", "QuorvelEmailBundle", "QuorvelZip",
                              "QvStringArray", "QuorvelCert"}) {
@@ -168,9 +169,7 @@ class EveryMember : public ::testing::Test {
     Value value_;
   };
 
-  Ref<quorvel::IQuorvelLog2> log_ = quorvel::create<quorvel::IQuorvelMailMan>("QuorvelMail.QuorvelMailMan")
-                                        ->GetLog()
-                                        .as<quorvel::IQuorvelLog2>();
+  Ref<quorvel::IQuorvelLog2> log_ = qv_test::sharedLog();
   const qv::TemporaryFolder folder_;  // the current one, for what members that are tried out may write
   const std::filesystem::path home_ = std::filesystem::current_path();
 };

@@ -3,63 +3,37 @@
 #include <gtest/gtest.h>
 #include <quorvel/quorvel.h>
 
-#include <cstdio>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <vector>
+
+#include "platform/temporary_folder.h"
+#include "support/public_objects.h"
 
 namespace {
 
 using quorvel::IQuorvelEmail3;
-using quorvel::IQuorvelEmailBundle2;
-using quorvel::IQuorvelMailMan3;
 using quorvel::Ref;
+using qv_test::newMailMan;
+using qv_test::reported;
+using qv_test::subjectsOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 using Strings = std::vector<std::string>;
 
-std::string reported() {
-  const auto report = quorvel::lastError();
-  return report ? report->description : "(none)";
-}
-
-std::string wholeFile(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-Ref<IQuorvelEmail3> newEmail(std::string_view subject, std::string_view charset = "") {
-  auto email = quorvel::create<IQuorvelEmail3>("QuorvelMail.QuorvelEmail");
-  email->put_From("Ann <ann@h>");
-  email->put_Subject(subject);
-  if (!charset.empty()) email->AddHeaderField("Content-Type", "text/plain; charset=" + std::string(charset));
+Ref<IQuorvelEmail3> newEmail(std::string_view subject, std::string_view charset = "us-ascii") {
+  auto email = qv_test::newEmail(subject);
+  email->AddHeaderField("Content-Type", "text/plain; charset=" + std::string(charset));
   email->put_Body("first <b>\r\nlast & least");
   return email;
 }
 
-Ref<IQuorvelMailMan3> newMailMan() {
-  return quorvel::create<IQuorvelMailMan3>("QuorvelMail.QuorvelMailMan");
-}
-
-template <typename Bundle>
-Strings subjectsOf(const Ref<Bundle>& bundle) {
-  Strings subjects;
-  for (std::int32_t i = 0; bundle && i < bundle->get_MessageCount(); ++i) {
-    subjects.push_back(bundle->GetEmail(i)->get_Subject());
-  }
-  return subjects;
-}
-
 class Xml : public ::testing::Test {
  protected:
-  void TearDown() override { std::remove(path_.c_str()); }
-  // Of its own for each test: they may run at the same time.
-  std::string path_ =
-      ::testing::TempDir() + "quorvel_xml_" + ::testing::UnitTest::GetInstance()->current_test_info()->name();
+  const qv::TemporaryFolder folder_;
+  const std::string path_ = folder_ / "mail";
 };
 
 TEST_F(Xml, AnEmailIsSavedAndLoadedBack) {
@@ -68,7 +42,7 @@ TEST_F(Xml, AnEmailIsSavedAndLoadedBack) {
               StartsWith("<mime_message>\n<header>\n<mime-version>1.0</mime-version>\n<date>"));
   email->SaveXml("  " + path_ + " ");
   EXPECT_EQ(reported(), "(none)");
-  const std::string document = wholeFile(path_);
+  const std::string document = qv::contentsOf(path_);
   EXPECT_THAT(document, StartsWith("<?xml version=\"1.0\" encoding=\"iso-2022-jp\" ?>\n<mime_message>\n"));
   EXPECT_THAT(document, Not(HasSubstr("\r")));
   const auto loaded = newMailMan()->LoadXmlFile(path_);
@@ -78,7 +52,7 @@ TEST_F(Xml, AnEmailIsSavedAndLoadedBack) {
 }
 
 TEST_F(Xml, ABundleIsSavedAndLoadedBackThroughTheFilter) {
-  auto bundle = quorvel::create<IQuorvelEmailBundle2>("QuorvelMail.QuorvelEmailBundle");
+  auto bundle = qv_test::newBundle();
   for (const auto& each : {newEmail("one"), newEmail("two", "windows-1252"), newEmail("three")}) {
     bundle->AddEmail(each.get());
   }
@@ -86,7 +60,7 @@ TEST_F(Xml, ABundleIsSavedAndLoadedBackThroughTheFilter) {
                                   bundle->GetEmail(1).as<IQuorvelEmail3>()->GetXml() +
                                   bundle->GetEmail(2).as<IQuorvelEmail3>()->GetXml() + "</email_bundle>\n");
   bundle->SaveXml(path_);
-  EXPECT_EQ(wholeFile(path_), "<?xml version=\"1.0\" encoding=\"windows-1252\" ?>\n" + bundle->GetXml());
+  EXPECT_EQ(qv::contentsOf(path_), "<?xml version=\"1.0\" encoding=\"windows-1252\" ?>\n" + bundle->GetXml());
   const auto mailMan = newMailMan();
   EXPECT_EQ(subjectsOf(mailMan->LoadXmlString(bundle->GetXml())), (Strings{"three", "two", "one"}));
   mailMan->put_Filter("Subject like \"t*\"");
@@ -119,7 +93,7 @@ TEST_F(Xml, AMailboxFileIsLoadedLastMessageFirst) {
 TEST_F(Xml, FailuresAndTheirReports) {
   const auto mailMan = newMailMan();
   const auto email = newEmail("x");
-  const auto bundle = quorvel::create<IQuorvelEmailBundle2>("QuorvelMail.QuorvelEmailBundle");
+  const auto bundle = qv_test::newBundle();
   const struct {
     std::function<bool()> fails;
     std::string report;

@@ -3,47 +3,29 @@
 #include <gtest/gtest.h>
 #include <quorvel/quorvel.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "platform/temporary_folder.h"
+#include "support/public_objects.h"
+
 namespace {
 
 using quorvel::IQuorvelEmail2;
-using quorvel::IQuorvelEmail3;
-using quorvel::IQuorvelEmailBundle2;
 using quorvel::IQuorvelZip4;
 using quorvel::IQuorvelZipEntry4;
 using quorvel::Ref;
+using qv_test::newBundle;
+using qv_test::newEmail;
+using qv_test::reported;
 using ::testing::HasSubstr;
-
-std::string reported() {
-  const auto report = quorvel::lastError();
-  return report ? report->description : "(none)";
-}
-
-Ref<IQuorvelEmail3> newEmail(std::string_view subject) {
-  auto email = quorvel::create<IQuorvelEmail3>("QuorvelMail.QuorvelEmail");
-  email->put_From("Ann <ann@h>");
-  email->put_Subject(subject);
-  email->put_Body("body of " + std::string(subject));
-  return email;
-}
-
-Ref<IQuorvelEmailBundle2> newBundle() {
-  return quorvel::create<IQuorvelEmailBundle2>("QuorvelMail.QuorvelEmailBundle");
-}
 
 class Zip : public ::testing::Test {
  protected:
-  void SetUp() override { std::remove(path_.c_str()); }
-  void TearDown() override { std::remove(path_.c_str()); }
   static Ref<IQuorvelZip4> newZip() { return quorvel::create<IQuorvelZip4>("QuorvelMail.QuorvelZip"); }
-
-  // Of its own for each test: they may run at the same time.
-  std::string path_ = ::testing::TempDir() + "quorvel_" +
-                      ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".zip";
+  const qv::TemporaryFolder folder_;
+  const std::string path_ = folder_ / "a.zip";
 };
 
 TEST_F(Zip, KeepsABundleOnDisk) {

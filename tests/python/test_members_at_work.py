@@ -46,7 +46,8 @@ EMAIL = [
     ("email.Subject = '=?utf-8?Q?Gr=C3=BC=C3=9Fe?='", None), ("email.Subject", "Grüße"),
     ("email.Body = 'a\\nb'", None), ("email.Body", "a\r\nb"),
     ("email.ReplyTo = ' r@h '", None), ("email.ReplyTo", "r@h"),
-    ("email.Mailer", re.compile("^QuorvelMail 2")), ("email.Mailer = 'mine'", None), ("email.Mailer", "mine"),
+    ("email.Mailer", re.compile("^QuorvelMail 2")), ("email.Mailer = ''", None), ("email.Mailer", ""),
+    ("email.Mailer = 'mine'", None), ("email.Mailer", "mine"),
     ("email.AddTo('Ann', 'ann@h')", 1), ("email.AddMultipleTo('b@h, Cy <c@h>')", 1), ("email.NumTo", 3),
     ("email.GetTo(2)", '"Cy" <c@h>'),
     ("email.AddCC('', 'd@h')", 1), ("email.AddMultipleCC('e@h')", 1), ("email.NumCC", 2), ("email.GetCC(1)", "e@h"),
@@ -63,7 +64,9 @@ EMAIL = [
     ("email.LocalDate = MOMENT", Failure("Not supported.")),
     ("email.GenerateFilename()", re.compile(r"^roe@example\.org_20020305_190307_[0-9a-f]{1,4}\.qve$")),
     ("email.Size > len(email.RawHeader)", True),
-    ("email.ReturnReceipt = 5", None), ("email.ReturnReceipt", 1),
+    ("email.AddHeaderField('QVX-ReturnReceipt', 'yes')", None), ("email.ReturnReceipt", 0),
+    ("email.ReturnReceipt = 5", None), ("email.ReturnReceipt", 1), ("email.GetHeaderField('qvx-returnreceipt')", "YES"),
+    ("email.ReturnReceipt = 0", None), ("email.GetHeaderField('QVX-ReturnReceipt')", ""),
     ("email.FileDistList = '/list'", None), ("email.FileDistList", "/list"), ("email.FileDistList = ''", None),
     ("email.OutlookDistList = 'all'", None), ("email.GetHeaderField('QVX-OutlookDistList')", "all"),
     ("email.OutlookDistList", "all"),
@@ -135,7 +138,8 @@ TEXTS = [
     ("texts(more)", ["a", "b"]), ("array.Remove('b')", None), ("array.RemoveAt(0)", None), ("array.Count", 0),
     ("array.Unique = 1", None), ("array.Trim = 2", None), ("array.Crlf = 3", None),
     ("(array.Unique, array.Trim, array.Crlf)", (1, 1, 1)), ("array.Append(' a\\nb ')", None),
-    ("array.Append('a\\r\\nb')", None), ("texts(array)", ["a\r\nb"]), ("array.Clear()", None), ("array.Count", 0),
+    ("array.Append('a\\r\\nb')", None), ("texts(array)", ["a\r\nb"]), ("array.AppendSerialized('\\x01')", Failure("The text is no serialized string array")),
+    ("array.Clear()", None), ("array.Count", 0),
 ]
 
 LOG = [
@@ -165,16 +169,17 @@ LOG = [
     ("log.UnusedMethod1('a@h')", None), ("log.Version", "2.9.0"),
 ]
 
-SETTINGS = {  # what a property reads after it was set
-    "SmtpHost": ("h", "h"), "SmtpPort": (26, 26), "SmtpUsername": ("u", "u"), "SmtpPassword": ("p", "p"),
-    "SmtpLoginDomain": ("d", "d"), "SmtpAuthMethod": ("NTLM", "NTLM"), "SendIndividual": (0, 0),
-    "LogMailSentFilename": ("/s", "/s"), "LogMailReceivedFilename": ("/r", "/r"), "AutoSaveCerts": (0, 0),
-    "MailHost": ("h", "h"), "MailPort": (111, 111), "PopUsername": ("u", "u"), "PopPassword": ("p", "p"),
-    "MaxCount": (5, 5), "SizeLimit": (6, 6), "Filter": ("Subject", "Subject"), "DefaultLanguage": ("French", "French"),
-    "DefaultCharset": ("utf-8", "utf-8"), "PreferIsoCharset": (2, 1), "PreferMicrosoftCharset": (2, 1),
-    "PreferMacCharset": (2, 1), "AutoAddContacts": (2, 1), "OutlookContactsFolder": ("f", "f"),
-    "ConnectTimeout": (7, 7), "ReadTimeout": (8, 8),
-}
+SETTINGS = [  # each with what is put and what it then reads; what they are at first is in the table given nothing
+    ("SmtpHost", "h", "h"), ("SmtpPort", -26, -26), ("SmtpUsername", "u", "u"), ("SmtpPassword", "p", "p"),
+    ("SmtpLoginDomain", "d", "d"), ("SmtpAuthMethod", " NTLM", " NTLM"), ("SendIndividual", 0, 0),
+    ("SendIndividual", 17, 1), ("LogMailSentFilename", "/s", "/s"), ("LogMailReceivedFilename", "/r", "/r"),
+    ("AutoSaveCerts", 0, 0), ("AutoSaveCerts", -5, 1), ("MailHost", "h", "h"), ("MailPort", 111, 111),
+    ("PopUsername", "u", "u"), ("PopPassword", "p", "p"), ("MaxCount", -1, -1), ("SizeLimit", 6, 6),
+    ("Filter", " Subject ", " Subject "), ("DefaultLanguage", "French", "French"), ("DefaultCharset", "utf-8", "utf-8"),
+    ("PreferIsoCharset", 2, 1), ("PreferMicrosoftCharset", -3, 1), ("PreferMacCharset", 2, 1),
+    ("AutoAddContacts", 2, 1), ("OutlookContactsFolder", "", ""), ("ConnectTimeout", 7, 7), ("ConnectTimeout", -1, 0),
+    ("ReadTimeout", 2**31 - 1, 2**31 - 1), ("ReadTimeout", -2**31, 0),
+]
 
 SENDING = [
     ("mailman.VerifySmtpConnection()", 1), ("mailman.VerifySmtpLogin()", 1),
@@ -182,10 +187,13 @@ SENDING = [
     ("mailman.SendBundle(bundle)", 1), ("len(smtp.messages)", 3), ("events[-1]", (102, 2, 100, 0)),
     ("mailman.QuickSend('a@h', 'b@h', 's', 'b', '127.83.25.2')", Failure(NOBODY)),  # nobody listens there
     ("mailman.UseQuorvelService('u', 'd', 'p')", None), ("mailman.NoQuorvelService()", None),
+    ("mailman.MatchFilter(email)", 1),  # no filter keeps everything
+    ("mailman.Filter = 'Subject = \"x\"'", None), ("mailman.MatchFilter(email)", 0),
     ("mailman.Filter = 'Subject = \"greetings\"'", None), ("mailman.MatchFilter(email)", 1),
     ("mailman.ExplainFilter(email)", re.compile("greetings")),
     ("mailman.GetLog()", re.compile("^<quorvel CQuorvelLog ")),
     ("mailman.SaveXmlLog(file('all.xml'))", None), ("read('all.xml')", re.compile(b'name="SendBundle"')),
+    ("b' time=' in read('all.xml')", False),
     ("mailman.Version", "2.9.0"),
     ("mailman.StartMailWatch(1)", Failure(NO_WATCH)), ("mailman.StopMailWatch()", Failure(NO_WATCH)),
     ("mailman.ImportCertificates('x')", Failure("This method is not yet implemented.")),
@@ -263,7 +271,8 @@ def der(message):
 
 
 def settings():
-    for name, (given, stored) in SETTINGS.items():
+    yield from (("mailman.SmtpPort", 25), ("mailman.MailHost", ""), ("mailman.MailPort", 110))
+    for name, given, stored in SETTINGS:
         yield from ((f"mailman.{name} = {given!r}", None), (f"mailman.{name}", stored))
 
 
