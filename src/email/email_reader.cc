@@ -176,7 +176,7 @@ std::unique_ptr<Email> createFromMimeObject(MimeMessage2&& mime, const ReadOptio
 std::unique_ptr<Email> createFromMimeText(std::string_view text, const ReadOptions& options, CLog* log) {
   return guarded("Unexpected exception in Email.createFromMimeObject", log, [&] {
     MimeMessage2 mime(log);
-    mime.parseMime(text);
+    mime.parseMime(TextSlice{text});  // which outlives the tree
     return EmailReader(options, log).read(mime);
   });
 }
@@ -188,7 +188,7 @@ std::unique_ptr<Email> createFromPop3(StringBuffer&& retrievedText, bool dropFin
     removeDotStuffing(*text);
     if (dropFinalCrLf) dropFinalLineBreak(*text);
     MimeMessage2 mime(log);
-    mime.parseMime(TextSlice{text, 0, text->size()});
+    mime.parseMime(TextSlice{text->view(), text});
     return EmailReader({.processSecurity = true, .autoSaveCerts = autoSaveCerts}, log).read(mime);
   });
 }

@@ -16,14 +16,10 @@
 
 namespace qv {
 
-/// A slice of a text that several entities share: copied once, however deep the layers nest.
+/// A slice of a text that several entities share: copied once at most, however deep the layers nest.
 struct TextSlice {
-  std::shared_ptr<const StringBuffer> owner;
-  std::size_t offset = 0;
-  std::size_t length = 0;
-  std::string_view view() const noexcept {
-    return owner ? owner->view().substr(offset, length) : std::string_view{};
-  }
+  std::string_view view{};
+  std::shared_ptr<const StringBuffer> owner{};  ///< null: the text outlives the entities by itself
 };
 
 /// One entity. Parsing never fails: it takes what its rules give and leaves the rest empty. Reading is
@@ -83,7 +79,7 @@ class MimeMessage2 final : public QuorvelObject {
   const MimeHeader& header() const noexcept { return header_; }
 
   /// The exact text of the first part of a multipart/signed entity; empty otherwise.
-  std::string_view signedText() const noexcept { return signedText_.view(); }
+  std::string_view signedText() const noexcept { return signedText_.view; }
   bool modified() const noexcept { return modified_; }
   void setModified(bool modified) noexcept { modified_ = modified; }
   /// Whether a header field held UTF-8 encoded words when it was read.

@@ -14,36 +14,38 @@ namespace qv {
 /// the call stack.
 class MimeParser {
  public:
-  /// `shared`: what `text` is a view of, if that may be kept.
-  void parse(MimeMessage2& top, std::string_view text, std::size_t depth, const TextSlice& shared = {}) {
-    read(top, text, depth, {shared, text.data()});
+  /// A slice that the entities may share, or a text that they may not.
+  void parse(MimeMessage2& top, const TextSlice& text) { parse(top, text.view, 0, {text, text.view.data()}); }
+  void parse(MimeMessage2& top, std::string_view text, std::size_t depth) { parse(top, text, depth, {}); }
+  static void parseHeaderOnly(MimeMessage2& entity, std::string_view text) {
+    if (readHeader(entity, text)) entity.body_.setRaw("(multipart MIME message)");
+  }
+
+ private:
+  /// What the entities share of the text, and where in the text that is read that begins.
+  struct Shared {
+    TextSlice slice{};
+    const char* from = nullptr;  ///< null: nothing yet
+  };
+  struct Multipart {
+    MimeMessage2* entity;
+    std::string_view body;
+    std::size_t depth;
+    Shared enclosing;  ///< the signed text that the entity lies in, if any
+  };
+
+  void parse(MimeMessage2& top, std::string_view text, std::size_t depth, const Shared& shared) {
+    read(top, text, depth, shared);
     while (!waiting_.empty()) {
       const Multipart next = std::move(waiting_.back());
       waiting_.pop_back();
       divide(next);
     }
   }
-  static void parseHeaderOnly(MimeMessage2& entity, std::string_view text) {
-    if (readHeader(entity, text)) entity.body_.setRaw("(multipart MIME message)");
-  }
-
- private:
-  /// The shared copy of a signed text, and where in the text that is read it was taken from.
-  struct SignedCopy {
-    TextSlice slice;
-    const char* from = nullptr;
-  };
-  struct Multipart {
-    MimeMessage2* entity;
-    std::string_view body;
-    std::size_t depth;
-    SignedCopy enclosing;  ///< the signed text that the entity lies in, if any
-  };
-
   static std::optional<std::string_view> readHeader(MimeMessage2& entity, std::string_view text);
   static void readLeaf(MimeMessage2& entity, std::string_view body);
   static MimeMessage2& newPart(MimeMessage2& parent);
-  void read(MimeMessage2& entity, std::string_view text, std::size_t depth, const SignedCopy& enclosing);
+  void read(MimeMessage2& entity, std::string_view text, std::size_t depth, const Shared& enclosing);
   void divide(const Multipart& multipart);
   void addPart(const Multipart& parent, std::string_view text);
 
@@ -70,7 +72,7 @@ void MimeParser::readLeaf(MimeMessage2& entity, std::string_view body) {
 }
 
 void MimeParser::read(MimeMessage2& entity, std::string_view text, std::size_t depth,
-                      const SignedCopy& enclosing) {
+                      const Shared& enclosing) {
   const std::optional<std::string_view> body = readHeader(entity, text);
   if (!body || body->empty()) return;
   if (entity.isMultipart() && !entity.getBoundary().empty() && depth < kMaxNesting) {
@@ -104,16 +106,17 @@ void MimeParser::divide(const Multipart& multipart) {
 }
 
 void MimeParser::addPart(const Multipart& parent, std::string_view text) {
-  SignedCopy enclosing = parent.enclosing;
+  Shared enclosing = parent.enclosing;
   const bool isSigned = parent.entity->isMultipartSigned() && parent.entity->getNumParts() == 0;
   MimeMessage2& part = newPart(*parent.entity);
   if (isSigned) {
     TextSlice& slice = part.signedText_;
-    if (enclosing.slice.owner) {
+    if (enclosing.from != nullptr) {
       const auto into = static_cast<std::size_t>(text.data() - enclosing.from);
-      slice = {enclosing.slice.owner, enclosing.slice.offset + into, text.size()};
+      slice = {enclosing.slice.view.substr(into, text.size()), enclosing.slice.owner};
     } else {
-      slice = {std::make_shared<const StringBuffer>(text), 0, text.size()};
+      const auto copy = std::make_shared<const StringBuffer>(text);
+      slice = {copy->view(), copy};
     }
     enclosing = {slice, text.data()};
   }
@@ -134,7 +137,7 @@ void MimeMessage2::parseMime(std::string_view text, std::size_t depth) {
 
 void MimeMessage2::parseMime(const TextSlice& text) {
   clear();
-  MimeParser().parse(*this, text.view(), 0, text);
+  MimeParser().parse(*this, text);
 }
 
 void MimeMessage2::parseHeaderOnly(std::string_view text) {
