@@ -169,6 +169,8 @@ TEST(Receiving, FailuresAndTheirReports) {
        "This email does not have a UIDL"},
       {"delete", [&] { return nobody->DeleteEmail(emailOfId("x").get()), true; }, "(none)",
        "Failed to connect to POP3 server"},
+      {"delete many", [&] { return nobody->DeleteMultiple(arrayOf({"x"}).get()), true; }, "(none)",
+       "Failed to connect to POP3 server"},
       {"delete without id", [&] { return nobody->DeleteEmail(noId.get()), true; },
        "UIDL not present in email header, cannot delete from mail server without this information",
        "<data name=\"subject\">of no server</data>"},

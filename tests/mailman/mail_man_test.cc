@@ -10,11 +10,13 @@
 #include "support/linear_cost.h"
 #include "support/log_lines.h"
 #include "support/pop_server.h"
+#include "support/sessions.h"
 
 namespace qv {
 namespace {
 
 using qv_test::LogLines;
+using qv_test::Percentages;
 using qv_test::PopServer;
 using qv_test::split;
 using qv_test::Strings;
@@ -22,24 +24,9 @@ using qv_test::Strings;
 constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
 
-struct Percentages : FireComEvent {
-  void progressEvent(std::int32_t sender, std::int32_t message, std::int32_t percent,
-                     std::int32_t extra) override {
-    EXPECT_TRUE(sender == 102 && message == 1 && extra == 0);
-    values.push_back(percent);
-    if (values.size() == throwAt) throw std::runtime_error("from the host");
-  }
-  std::vector<int> values;
-  std::size_t throwAt = 0;
-};
-
 ReceiveSettings settingsFor(std::uint16_t port) {
   ReceiveSettings settings;
-  settings.pop.host = "127.0.0.1";
-  settings.pop.port = port;
-  settings.pop.username = "ann";
-  settings.pop.password = "secret";
-  settings.pop.connectTimeout = settings.pop.readTimeout = 20;  // a hang is a failure
+  settings.pop = qv_test::popSettings(port);
   return settings;
 }
 
@@ -180,7 +167,7 @@ TEST(MailMan, CopiesHeaders) {
     settings.maxCount = 0;
     settings.sizeLimit = -1;
     LogLines log;
-    Percentages sink;
+    Percentages sink(1);
     const auto bundle = MailMan(settings, &sink, log.get()).copyHeaders(row.range, row.lines);
     EXPECT_EQ(subjectsOf(bundle.get()), row.copied) << row.commands << row.rules;
     EXPECT_EQ(commandsOf(server, "TOP"), split(row.commands)) << row.rules;
@@ -208,7 +195,7 @@ TEST(MailMan, Progress) {
     PopServer server(texts, afterLogin(row.stat));
     ReceiveSettings settings = settingsFor(server.port());
     settings.sizeLimit = row.sizeLimit;
-    Percentages sink;
+    Percentages sink(1);
     EXPECT_NE(MailMan(settings, &sink, nullptr).copyMail(), nullptr);
     ASSERT_GE(sink.values.size(), row.percentages.size()) << row.stat;
     EXPECT_TRUE(std::ranges::equal(row.percentages, sink.values | std::views::take(row.percentages.size())))
@@ -217,7 +204,7 @@ TEST(MailMan, Progress) {
   }
   PopServer server(messages(3));
   const ReceiveSettings settings = settingsFor(server.port());
-  Percentages sink;
+  Percentages sink(1);
   EXPECT_NE(MailMan(settings, &sink, nullptr).copyHeaders({}, 1), nullptr);
   EXPECT_EQ(sink.values, (std::vector<int>{25, 50, 67, 75, 92, 100}));  // of 4 * 700
 }
@@ -231,7 +218,7 @@ TEST(MailMan, ExceptionsLoseNothing) {
     PopServer server(messages(2));
     const ReceiveSettings settings = settingsFor(server.port());
     LogLines log;
-    Percentages sink;
+    Percentages sink(1);
     sink.throwAt = row.event;
     MailMan engine(settings, &sink, log.get());
     if (row.comesOut) {
@@ -288,25 +275,6 @@ TEST(MailMan, AsksTheServer) {
     EXPECT_EQ(server.count("QUIT"), 3U) << row.rules;
     EXPECT_FALSE(engine.verifyPopLogin() || engine.verifyPopConnection());  // nobody listens any more
   }
-}
-
-TEST(MailMan, NeedsASession) {
-  ReceiveSettings settings = settingsFor(1);
-  settings.pop.host = "";
-  LogLines log;
-  MailMan engine(settings, nullptr, log.get());
-  bool known = true;
-  std::vector<StringBuffer> uidls;
-  EXPECT_EQ(engine.copyMail(), nullptr);
-  EXPECT_EQ(engine.xferMail(), nullptr);
-  EXPECT_EQ(engine.copyHeaders({}, 1), nullptr);
-  EXPECT_EQ(engine.checkMail(known), 0);
-  EXPECT_FALSE(known || engine.getUidls(uidls) || engine.verifyPopLogin() || engine.verifyPopConnection());
-  EXPECT_EQ(engine.fetchEmail("a"), nullptr);
-  EXPECT_EQ(engine.fetchMultiple({}), nullptr);
-  engine.deleteEmail("a");
-  engine.deleteMultiple({});
-  EXPECT_EQ(log.count("Hostname is missing for POP connection"), 11U);
 }
 
 TEST(MailMan, FetchesByIds) {

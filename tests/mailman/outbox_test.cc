@@ -11,6 +11,7 @@
 #include "platform/temporary_folder.h"
 #include "support/log_lines.h"
 #include "support/scripted_server.h"
+#include "support/sessions.h"
 #include "support/test_certificates.h"
 
 namespace qv {
@@ -19,28 +20,14 @@ namespace {
 using namespace std::string_literals;
 using namespace std::string_view_literals;
 using qv_test::LogLines;
+using qv_test::Percentages;
 using qv_test::SmtpServer;
 using qv_test::split;
 using qv_test::Strings;
 
-struct Percentages : FireComEvent {
-  void progressEvent(std::int32_t, std::int32_t, std::int32_t percent, std::int32_t) override {
-    values.push_back(percent);
-    if (values.size() == throwAt) throw std::runtime_error("from the host");
-  }
-  bool climbTo100() const {
-    return !values.empty() && values.back() == 100 &&
-           std::adjacent_find(values.begin(), values.end(), std::greater_equal<>()) == values.end();
-  }
-  std::vector<int> values;
-  std::size_t throwAt = 0;
-};
-
 OutboxSettings settingsFor(std::uint16_t port) {
   OutboxSettings settings;
-  settings.smtp.host = "127.0.0.1";
-  settings.smtp.port = port;
-  settings.smtp.connectTimeout = settings.smtp.readTimeout = 20;  // a hang is a failure
+  settings.smtp = qv_test::smtpSettings(port);
   return settings;
 }
 
@@ -89,7 +76,7 @@ TEST(Outbox, Outcomes) {
     SmtpServer server(row.rules);
     const OutboxSettings settings = settingsFor(server.port());
     LogLines log;
-    Percentages sink;
+    Percentages sink(2);
     const SendReport report = Outbox(settings, &sink, log.get()).sendEmail({newEmail().get()});
     EXPECT_EQ(report.success, row.success) << row.rules;
     EXPECT_EQ(report.reportError, row.reportError) << row.rules;
@@ -160,7 +147,7 @@ TEST(Outbox, BundlesGoThroughOneSession) {
       bundle.push_back({receiver == "-" ? nullptr : emails.back().get()});
     }
     LogLines log;
-    Percentages sink;
+    Percentages sink(2);
     const SendReport report = Outbox(settings, &sink, log.get()).sendBundle(bundle);
     EXPECT_EQ(report.success, row.success) << row.rules << row.emails;
     EXPECT_EQ(report.reportError, row.reportError) << row.rules << row.emails;
@@ -368,7 +355,7 @@ TEST(Outbox, ProgressOfABigMessage) {
   const OutboxSettings settings = settingsFor(server.port());
   std::string body;
   for (int i = 0; i < 100'000; ++i) body += "line " + std::to_string(i) + " of many lines\r\n";
-  Percentages sink;
+  Percentages sink(2);
   EXPECT_TRUE(Outbox(settings, &sink, nullptr).sendEmail({newEmail(body).get()}).success);
   EXPECT_TRUE(sink.climbTo100());
   ASSERT_EQ(server.messages().size(), 1U);
@@ -391,7 +378,7 @@ TEST(Outbox, ExceptionsAreFailures) {
     SmtpServer server;
     const OutboxSettings settings = settingsFor(server.port());
     LogLines log;
-    Percentages sink;
+    Percentages sink(2);
     sink.throwAt = row.event;
     // So big that each of the first steps is a percent or more.
     const SendReport report =
@@ -407,7 +394,7 @@ TEST(Outbox, QuickSend) {
   SmtpServer server(nullptr, std::string::npos, "127.83.25.1", 25);
   const OutboxSettings settings = settingsFor(1);
   LogLines log;
-  Percentages sink;
+  Percentages sink(2);
   const SendReport report =
       Outbox(settings, &sink, log.get())
           .quickSend("Ann <a@h>", "b@h, Cy <c@h>", "Hi", "Body\r\n.\r\n", "127.83.25.1");

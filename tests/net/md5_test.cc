@@ -57,27 +57,6 @@ TEST(Digests, Md5InPiecesIsWhatOpenSslSays) {
   }
 }
 
-// RFC 2202 2.
-TEST(HmacMD5, PublishedVectors) {
-  std::string counted;
-  for (char c = 1; c <= 25; ++c) counted += c;
-  const struct {
-    std::string key, message;
-    const char* digest;
-  } rows[] = {
-      {std::string(16, '\x0b'), "Hi There", "9294727a3638bb1c13f48ef8158bfc9d"},
-      {"Jefe", "what do ya want for nothing?", "750c783e6ab0b503eaa86e310a5db738"},
-      {std::string(16, '\xaa'), std::string(50, '\xdd'), "56be34521d144c88dbb8c733f0e8b3f6"},
-      {counted, std::string(50, '\xcd'), "697eaf0aca3a3aea3a75164746ffaa79"},
-      {std::string(16, '\x0c'), "Test With Truncation", "56461ef2342edc00f9bab995690efd4c"},
-      {std::string(80, '\xaa'), "Test Using Larger Than Block-Size Key - Hash Key First",
-       "6b1ab7fe4bd7bf8f0b62e6ce61b9d0cd"},
-      {std::string(80, '\xaa'), "Test Using Larger Than Block-Size Key and Larger Than One Block-Size Data",
-       "6f630fad67cda0ee1fb1f562db3aa53e"},
-  };
-  for (const auto& row : rows) EXPECT_EQ(hexOf(HmacMD5::hmac(row.message, row.key)), row.digest);
-}
-
 TEST(HmacMD5, IsWhatOpenSslSays) {
   std::mt19937 random(4);
   for (int round = 0; round < 2000; ++round) {

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <memory>
 
 #include "../../fuzz/pop_laws.h"
@@ -12,6 +11,8 @@
 #include "support/linear_cost.h"
 #include "support/log_lines.h"
 #include "support/pop_server.h"
+#include "support/seeds.h"
+#include "support/sessions.h"
 
 namespace qv {
 namespace {
@@ -21,19 +22,10 @@ using namespace std::string_view_literals;
 using qv_test::LogLines;
 using qv_test::Peer;
 using qv_test::PopServer;
+using qv_test::popSettings;
 using qv_test::ScriptedServer;
 using qv_test::split;
 using qv_test::Strings;
-
-PopSettings settingsFor(std::int32_t port) {
-  PopSettings settings;
-  settings.host = "127.0.0.1";
-  settings.port = port;
-  settings.username = "ann";
-  settings.password = "open sesame";
-  settings.connectTimeout = settings.readTimeout = 20;  // a hang is a failure
-  return settings;
-}
 
 const Strings kLogin = {"USER ann", "PASS open sesame", "STAT"};
 
@@ -95,7 +87,6 @@ struct Session {
 };
 
 // --- Lines and the mailbox
-// ---------------------------------------------------------------------------------------------------
 
 TEST(PopLines, Status) {
   const struct {
@@ -195,7 +186,6 @@ TEST(MailBox, CostIsLinear) {
 }
 
 // --- Connecting
-// ---------------------------------------------------------------------------------------------------
 
 TEST(PopConnect, Dialogues) {
   const struct {
@@ -215,7 +205,7 @@ TEST(PopConnect, Dialogues) {
   };
   for (const auto& row : rows) {
     PopServer server({}, row.rules);
-    const PopSettings settings = settingsFor(server.port());
+    const PopSettings settings = popSettings(server.port());
     const std::string tried = "|hostname: 127.0.0.1|port: " + std::to_string(settings.port);
     {
       const Session session(settings);
@@ -261,7 +251,7 @@ TEST(PopConnect, SettingsThatCannotBe) {
        "Failed to login to POP3 server: login name and/or password is invalid", true},
   };
   for (const auto& row : rows) {
-    PopSettings settings = settingsFor(row.port);
+    PopSettings settings = popSettings(row.port);
     settings.host.set(row.host);
     settings.username.set(row.username);
     settings.password = std::string_view(row.password);
@@ -274,7 +264,7 @@ TEST(PopConnect, SettingsThatCannotBe) {
   for (const std::string& command : server.commands()) EXPECT_EQ(command, "QUIT");
 
   PopServer other;
-  PopSettings settings = settingsFor(other.port());
+  PopSettings settings = popSettings(other.port());
   settings.username.set(std::string(1000, 'u'));
   settings.password = "";
   EXPECT_NE(popConnect(settings, nullptr), nullptr);
@@ -287,7 +277,7 @@ TEST(PopConnect, ThePasswordIsInNoLog) {
   for (const char* command : {"GREETING", "USER", "PASS", "UIDL", "RETR", "TOP", "DELE", "QUIT"}) {
     for (const std::string& reply : replies) {
       PopServer server({"a\r\n"}, command + "="s + reply);
-      Session session(settingsFor(server.port()));
+      Session session(popSettings(server.port()));
       std::string said = session.entered;
       if (session.conn != nullptr) {
         session.conn->mailbox().add(1, 0, "id");
@@ -303,7 +293,6 @@ TEST(PopConnect, ThePasswordIsInNoLog) {
 }
 
 // --- The session's steps
-// ---------------------------------------------------------------------------------------------------
 
 const Strings kMails = {"Subject: one\r\n\r\n1\r\n", "Subject: two\r\nX-UIDL: own\r\n\r\n2\r\n"};
 
@@ -343,7 +332,7 @@ TEST(PopSession, Steps) {
   for (const auto& row : rows) {
     PopServer server(kMails, row.rules);
     {
-      Session session(settingsFor(server.port()));
+      Session session(popSettings(server.port()));
       ASSERT_NE(session.conn, nullptr) << session.entered;
       EXPECT_EQ(session.run(row.steps), row.results) << row.steps;
       EXPECT_EQ(joined(session.log), row.log) << row.steps;
@@ -375,7 +364,7 @@ TEST(PopSession, Listings) {
     PopServer server({}, [&](std::string_view command) {
       return command == "UIDL" ? std::optional(row.answer) : std::nullopt;
     });
-    Session session(settingsFor(server.port()));
+    Session session(popSettings(server.port()));
     ExtIntArray numbers;
     std::vector<StringBuffer> uidls;
     EXPECT_TRUE(session.conn->getUidls(session.log.get(), numbers, uidls));
@@ -437,7 +426,7 @@ TEST(PopSession, Texts) {
           }
         }
       });
-      Session session(settingsFor(server.port()));
+      Session session(popSettings(server.port()));
       session.journal = folder / "received";
       EXPECT_EQ(session.run("uidl retr:1 top:1,1 dele:1"), "1 1 1 1") << joined(session.log);
       const std::string entry = "--BEGIN RECEIVED QUORVEL EMAIL--\n" +
@@ -454,7 +443,7 @@ TEST(PopSession, Texts) {
 
 TEST(PopSession, UniqueIdsOfTheMessages) {
   PopServer server({"Subject: none\r\n\r\n", "X-UIDL: own\r\n\r\n", "X-UIDL:\r\n\r\n"});
-  Session session(settingsFor(server.port()));
+  Session session(popSettings(server.port()));
   EXPECT_EQ(session.run("uidl retr:1 retr:2 top:3,1"), "1 1 1 1");
   const char* const shown[] = {"id-1", "own", "id-3"};
   for (std::int32_t number = 1; number <= 3; ++number) {
@@ -472,7 +461,7 @@ TEST(PopSession, UniqueIdsOfTheMessages) {
 TEST(PopSession, ProgressCountsCommandsAndText) {
   const std::string text = "a: b\r\n\r\n" + std::string(500'000, 'x') + "\r\n";
   PopServer server({text});
-  Session session(settingsFor(server.port()));
+  Session session(popSettings(server.port()));
   EXPECT_EQ(session.run("uidl"), "1");
   ProgressMonitor progress(ProgressMonitor::kMailSender, ProgressMonitor::kReceiving, 1'000'000, nullptr);
   EXPECT_TRUE(session.conn->retrieve(1, "", nullptr, &progress, false));
@@ -482,10 +471,10 @@ TEST(PopSession, ProgressCountsCommandsAndText) {
 TEST(PopSession, DeletionsHoldFromQuitOn) {
   PopServer server({"1\r\n", "2\r\n", "3\r\n"});
   {
-    Session session(settingsFor(server.port()));
+    Session session(popSettings(server.port()));
     EXPECT_EQ(session.run("uidl dele:2"), "1 1");
   }
-  Session session(settingsFor(server.port()));
+  Session session(popSettings(server.port()));
   EXPECT_EQ(session.run("uidl dele:1 quit"), "1 1 1");
   session.conn.reset();  // does not say it again
   EXPECT_EQ(server.left(), Strings{"id-3"});
@@ -498,7 +487,7 @@ TEST(PopSession, AnExceptionInTheMiddleOfAnAnswerDeletesNothing) {
   } sink;
   for (const std::uint32_t total : {1U, 1'000'000U}) {  // at the first step; in the midst of the text
     PopServer server({"1\r\n", "2\r\n" + std::string(500'000, 'x') + "\r\n"});
-    Session session(settingsFor(server.port()));
+    Session session(popSettings(server.port()));
     EXPECT_EQ(session.run("uidl dele:1"), "1 1");
     ProgressMonitor progress(ProgressMonitor::kMailSender, ProgressMonitor::kReceiving, total, &sink);
     EXPECT_THROW(session.conn->retrieve(2, "", nullptr, &progress, false), Thrower);
@@ -510,7 +499,6 @@ TEST(PopSession, AnExceptionInTheMiddleOfAnAnswerDeletesNothing) {
 }
 
 // --- Bad servers
-// ---------------------------------------------------------------------------------------------------
 
 TEST(PopSession, BadRepliesAtEachStep) {
   const Strings steps = {"GREETING", "USER", "PASS", "STAT", "UIDL", "RETR", "TOP", "DELE", "QUIT"};
@@ -524,7 +512,7 @@ TEST(PopSession, BadRepliesAtEachStep) {
         return command.starts_with(steps[at]) ? std::optional(reply + "\r\n") : std::nullopt;
       });
       {
-        Session session(settingsFor(server.port()));
+        Session session(popSettings(server.port()));
         ASSERT_EQ(session.conn != nullptr, at > 3) << steps[at] << reply;
         std::string results = "1 1 1 1 1";
         if (at > 3) {
@@ -561,7 +549,7 @@ TEST(PopSession, CutAtEachByteOfAGoodSession) {
     for (end += steps[last].reply.size(); cut < end; ++cut) {
       SCOPED_TRACE(cut);
       PopServer server({message}, nullptr, cut);
-      Session session(settingsFor(server.port()));
+      Session session(popSettings(server.port()));
       ASSERT_EQ(session.conn != nullptr, last > 3);
       if (session.conn == nullptr) continue;
       for (std::size_t i = 4; i < std::size(steps); ++i) {
@@ -612,7 +600,7 @@ TEST(PopSession, WhatIsSaidWhenTheConnectionEnds) {
       const bool is = command.starts_with(row.command);
       return is ? std::optional(row.reply + std::string(1, PopServer::kClose)) : std::nullopt;
     });
-    Session session(settingsFor(server.port()));
+    Session session(popSettings(server.port()));
     ASSERT_EQ(session.conn != nullptr, *row.steps != '\0') << session.entered;
     if (session.conn == nullptr) {
       EXPECT_TRUE(session.entered.ends_with("username: ann|" + row.log)) << session.entered;
@@ -665,7 +653,7 @@ TEST(PopSession, RefusesWhatIsTooLong) {
     });
     auto socket = createSocket();
     ASSERT_TRUE(socket->connectToHost("127.0.0.1", server.port()));
-    Session session(popConnectOn(std::move(socket), settingsFor(server.port()), nullptr, kSmall));
+    Session session(popConnectOn(std::move(socket), popSettings(server.port()), nullptr, kSmall));
     ASSERT_NE(session.conn, nullptr);
     session.conn->mailbox().add(1, 0, "id");
     EXPECT_EQ(session.runOne(row.step), row.done) << row.step << row.reply.size();
@@ -681,7 +669,7 @@ TEST(PopSession, AnEndlessLineIsRefused) {
     }
   });
   LogLines log;
-  EXPECT_EQ(popConnect(settingsFor(server.port()), log.get()), nullptr);
+  EXPECT_EQ(popConnect(popSettings(server.port()), log.get()), nullptr);
   EXPECT_TRUE(log.holds({"The peer sends a text that is too long, it is refused", "limit_bytes: 1048576",
                          "Failed to get command response on socket", "No command response was returned",
                          "Failed to get POP server's hello"}));
@@ -691,7 +679,7 @@ TEST(PopSession, AServerThatStandsStillEndsTheSession) {
   PopServer server(kMails, [](std::string_view command) {
     return command == "RETR 2" ? std::optional("+OK\r\nSubject: half"s) : std::nullopt;
   });
-  PopSettings settings = settingsFor(server.port());
+  PopSettings settings = popSettings(server.port());
   settings.readTimeout = 1;
   Session session(settings);
   EXPECT_EQ(session.run("uidl retr:1 retr:2 retr:1 dele:1 uidl stat quit"), "1 1 0 0 0 0 0 0");
@@ -706,17 +694,10 @@ TEST(PopSession, AServerThatStandsStillEndsTheSession) {
 }
 
 TEST(PopSession, FuzzSeedsKeepTheLaws) {
-  std::size_t count = 0;
-  for (const auto& seed : std::filesystem::directory_iterator(QUORVEL_TEST_DATA "/../../fuzz/seeds/pop3")) {
-    SCOPED_TRACE(seed.path());
-    laws::checkPop3(contentsOf(seed.path()));
-    ++count;
-  }
-  EXPECT_GT(count, 0U);
+  qv_test::holdAgainstSeeds("pop3", laws::checkPop3);
 }
 
 // --- Cost
-// ---------------------------------------------------------------------------------------------------
 
 TEST(PopSession, CostIsLinear) {
   const auto repeated = [](std::string_view line, std::size_t n) {
@@ -748,7 +729,7 @@ TEST(PopSession, CostIsLinear) {
         const bool is = command == "UIDL" || command.starts_with("RETR");
         return is ? std::optional(answer) : std::nullopt;
       });
-      Session session(settingsFor(server.port()));
+      Session session(popSettings(server.port()));
       session.conn->mailbox().add(1, 0, "id");
       EXPECT_TRUE(session.runOne(row.step)) << joined(session.log);
     };

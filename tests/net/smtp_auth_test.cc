@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <memory>
 #include <set>
 #include <string>
@@ -11,11 +10,12 @@
 #include "core/text.h"
 #include "net/md5.h"
 #include "net/smtp_session.h"
-#include "platform/temporary_folder.h"
 #include "support/fed_socket.h"
 #include "support/log_lines.h"
 #include "support/login_server.h"
 #include "support/scripted_server.h"
+#include "support/seeds.h"
+#include "support/sessions.h"
 
 namespace qv {
 namespace {
@@ -37,10 +37,7 @@ const std::string kTime = qv_test::avPair(7, "12345678") + qv_test::avPair(0, ""
 
 SmtpSettings settingsFor(std::uint16_t port, std::string_view method, std::string_view user = "user",
                          std::string_view password = "secret") {
-  SmtpSettings settings;
-  settings.host = "127.0.0.1";
-  settings.port = port;
-  settings.connectTimeout = settings.readTimeout = 20;  // a hang is a failure
+  SmtpSettings settings = qv_test::smtpSettings(port);
   settings.authMethod = method;
   settings.username = user;
   settings.password = password;
@@ -105,22 +102,6 @@ TEST(SmtpLogin, EachMethodWithAnyCredentials) {
         EXPECT_EQ(log.count("Failed to login using " + std::string(method) + " method"), right ? 0U : 1U);
       }
     }
-  }
-}
-
-TEST(SmtpLogin, PlainMessageAndPublishedCramResponse) {
-  const struct {
-    const char *method, *user, *password, *line;
-  } rows[] = {
-      {"PLAIN", "u", "p", "dQB1AHA="},  // u NUL u NUL p
-      // RFC 2195 2.
-      {"CRAM-MD5", "tim", "tanstaaftanstaaf", "dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw"},
-  };
-  for (const auto& row : rows) {
-    LoginServer logins(row.method, row.user, row.password);
-    SmtpServer server([&](std::string_view command) { return logins.reply(command); });
-    EXPECT_NE(smtpConnect(settingsFor(server.port(), "", row.user, row.password), nullptr), nullptr);
-    EXPECT_EQ(server.commands().at(2), row.line);
   }
 }
 
@@ -518,20 +499,8 @@ TEST(SmtpLogin, SecretsStayOutOfAllLogs) {
 }
 
 TEST(SmtpLogin, FuzzSeedsKeepTheLaws) {
-  const struct {
-    const char* target;
-    void (*check)(std::string_view);
-  } rows[] = {{"smtp_login", laws::checkSmtpLogin}, {"ntlm_challenge", laws::checkNtlmChallenge}};
-  for (const auto& row : rows) {
-    std::size_t count = 0;
-    for (const auto& seed :
-         std::filesystem::directory_iterator(QUORVEL_TEST_DATA "/../../fuzz/seeds/"s + row.target)) {
-      SCOPED_TRACE(seed.path());
-      row.check(contentsOf(seed.path()));
-      ++count;
-    }
-    EXPECT_GT(count, 0U) << row.target;
-  }
+  qv_test::holdAgainstSeeds("smtp_login", laws::checkSmtpLogin);
+  qv_test::holdAgainstSeeds("ntlm_challenge", laws::checkNtlmChallenge);
 }
 
 }  // namespace

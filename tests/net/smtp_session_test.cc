@@ -14,6 +14,7 @@
 #include "support/linear_cost.h"
 #include "support/log_lines.h"
 #include "support/scripted_server.h"
+#include "support/sessions.h"
 
 namespace qv {
 namespace {
@@ -24,16 +25,9 @@ using qv_test::LogLines;
 using qv_test::Peer;
 using qv_test::ScriptedServer;
 using qv_test::SmtpServer;
+using qv_test::smtpSettings;
 using qv_test::split;
 using qv_test::Strings;
-
-SmtpSettings settingsFor(std::int32_t port) {
-  SmtpSettings settings;
-  settings.host = "127.0.0.1";
-  settings.port = port;
-  settings.connectTimeout = settings.readTimeout = 20;  // a hang is a failure
-  return settings;
-}
 
 /// A message from a@h. `recipients` as "to:b@h cc:c@h bcc:d@h".
 std::unique_ptr<Email> newEmail(std::string_view recipients) {
@@ -105,7 +99,7 @@ TEST(SmtpConnect, Dialogues) {
   };
   for (const auto& row : rows) {
     SmtpServer server(row.rules);
-    SmtpSettings settings = settingsFor(server.port());
+    SmtpSettings settings = smtpSettings(server.port());
     settings.authMethod = row.authMethod;
     LogLines log;
     EXPECT_EQ(smtpConnect(settings, log.get()) != nullptr, row.connected) << row.rules;
@@ -136,7 +130,7 @@ TEST(SmtpConnect, NeedsAServer) {
       {"127.0.0.1\r\nNOOP", closed, "Refused the host name, it holds a line break or a zero byte"},
   };
   for (const auto& row : rows) {
-    SmtpSettings settings = settingsFor(row.port);
+    SmtpSettings settings = smtpSettings(row.port);
     settings.host = row.host;
     LogLines log;
     EXPECT_EQ(smtpConnect(settings, log.get()), nullptr);
@@ -201,7 +195,7 @@ TEST(SmtpSend, Recipients) {
     for (const auto& address : split(row.refused, ' ')) rules += "RCPT TO:<" + address + ">=550 no|";
     SmtpServer server(rules);
     LogLines log;
-    const Sending result = sendOnce(settingsFor(server.port()), *newEmail(row.recipients), log.get());
+    const Sending result = sendOnce(smtpSettings(server.port()), *newEmail(row.recipients), log.get());
     const bool sent = row.accepted > 0;
     EXPECT_EQ(result.sent, sent) << row.recipients;
     EXPECT_FALSE(result.outcome.fatal);
@@ -229,7 +223,7 @@ TEST(SmtpSend, PrivateFieldsAndBccStayHere) {
   const auto email = newEmail("to:b@h bcc:hidden@h");
   for (const char* field : {"QVX-Secret", "qvx-other", "Bcc"}) email->setHeaderField(field, "hidden");
   for (int i = 0; i < 2; ++i) {
-    EXPECT_TRUE(sendOnce(settingsFor(server.port()), *email, nullptr, true, journal).sent);
+    EXPECT_TRUE(sendOnce(smtpSettings(server.port()), *email, nullptr, true, journal).sent);
   }
   EXPECT_EQ(email->getHeaderField("Bcc"), "hidden");
   ASSERT_EQ(server.messages().size(), 2U);
@@ -272,7 +266,7 @@ TEST(SmtpSend, BadRepliesAtEachStep) {
         return std::nullopt;
       });
       LogLines log;
-      const Sending result = sendOnce(settingsFor(server.port()), *email, log.get());
+      const Sending result = sendOnce(smtpSettings(server.port()), *email, log.get());
       EXPECT_FALSE(result.sent) << step.command << ": " << reply;
       EXPECT_EQ(result.outcome.numAccepted, 0U);
       EXPECT_EQ(log.count(step.failure), 1U) << reply << "\n" << log.text();
@@ -290,7 +284,7 @@ TEST(SmtpSend, EndlessReplyIsRefused) {
       }
     });
     LogLines log;
-    EXPECT_EQ(smtpConnect(settingsFor(server.port()), log.get()), nullptr);
+    EXPECT_EQ(smtpConnect(smtpSettings(server.port()), log.get()), nullptr);
     EXPECT_TRUE(log.holds({"The peer sends a text that is too long, it is refused", "Failed to send Hello"}));
   }
 }
@@ -303,7 +297,7 @@ TEST(SmtpSend, CutAtEachByteOfAGoodSession) {
   for (std::size_t cut = 0; cut < whole + 3; ++cut) {
     SmtpServer server(nullptr, cut);
     LogLines log;
-    const Sending result = sendOnce(settingsFor(server.port()), *email, log.get(), true, journal);
+    const Sending result = sendOnce(smtpSettings(server.port()), *email, log.get(), true, journal);
     EXPECT_EQ(result.sent, cut >= whole) << cut << "\n" << log.text();
     EXPECT_EQ(contentsOf(journal).empty(), cut < whole) << cut;
     EXPECT_EQ(log.lastError().empty(), cut >= whole) << cut;
@@ -317,7 +311,7 @@ TEST(SmtpSend, FailuresOfASession) {
     return std::nullopt;
   });
   LogLines log;
-  const auto session = smtpConnect(settingsFor(server.port()), log.get());
+  const auto session = smtpConnect(smtpSettings(server.port()), log.get());
   ASSERT_NE(session, nullptr);
   const auto fails = [&](Email* email, const Strings& expected, bool connected) {
     SendOutcome outcome;
@@ -358,7 +352,7 @@ TEST(SmtpSend, NothingBreaksOutOfACommand) {
     for (int place = 0; place < 9; ++place) {
       const HostName name(place == 8 ? text.substr(0, 499) : "client.example");
       SmtpServer server;
-      SmtpSettings settings = settingsFor(server.port());
+      SmtpSettings settings = smtpSettings(server.port());
       if (place == 4) settings.username = std::string_view(text);
       if (place == 5) settings.password = std::string_view(text);
       if (place == 6) settings.loginDomain = std::string_view(text);
@@ -385,7 +379,7 @@ TEST(SmtpSend, RefusedAddressesAreNamed) {
   SmtpServer server;
   const auto email = newEmail("to:good@h to:x\r\ny@h to:a@" + std::string(1988, 'h'));
   LogLines log;
-  const Sending result = sendOnce(settingsFor(server.port()), *email, log.get());
+  const Sending result = sendOnce(smtpSettings(server.port()), *email, log.get());
   EXPECT_EQ(result.outcome.numAttempted, 3U);
   EXPECT_EQ(result.outcome.numAccepted, 1U);
   EXPECT_EQ(result.numRejected, 2U);
@@ -423,7 +417,7 @@ TEST(SmtpSend, DistributionLists) {
     });
     auto email = newEmail("to:b@h");
     email->setHeaderField("QVX-FileDistList", folder / row.file);
-    const Sending result = sendOnce(settingsFor(server.port()), *email, nullptr, row.individual);
+    const Sending result = sendOnce(smtpSettings(server.port()), *email, nullptr, row.individual);
     EXPECT_EQ(result.sent, row.sent);
     EXPECT_EQ(result.outcome.fatal, !row.sent);
     EXPECT_EQ(result.outcome.numAccepted, row.accepted);
@@ -446,7 +440,7 @@ TEST(SmtpSend, AnAbandonedTransactionIsReset) {
   });
   auto email = newEmail("to:b@h");
   email->setHeaderField("QVX-FileDistList", folder / "list");
-  const Sending result = sendOnce(settingsFor(server.port()), *email, nullptr);
+  const Sending result = sendOnce(smtpSettings(server.port()), *email, nullptr);
   EXPECT_TRUE(result.sent);
   EXPECT_EQ(result.outcome.numAccepted, 2U);
   EXPECT_EQ(server.count("RSET"), 1U);
@@ -467,7 +461,7 @@ TEST(SmtpSend, ManyRecipientsCostInProportion) {
     auto email = newEmail("");
     email->setHeaderField("QVX-FileDistList", path);
     LogLines log;
-    EXPECT_TRUE(sendOnce(settingsFor(server.port()), *email, log.get(), false).sent);
+    EXPECT_TRUE(sendOnce(smtpSettings(server.port()), *email, log.get(), false).sent);
   };
   EXPECT_LT(qv_test::costOfTwice(2000, make, work), 3);
 }

@@ -7,6 +7,7 @@
 #include "support/linear_cost.h"
 #include "support/log_lines.h"
 #include "support/scripted_server.h"
+#include "support/sessions.h"
 
 namespace qv {
 namespace {
@@ -14,17 +15,9 @@ namespace {
 using namespace std::string_literals;
 using qv_test::LogLines;
 using qv_test::Peer;
+using qv_test::Percentages;
 using qv_test::ScriptedServer;
 using qv_test::Strings;
-
-struct Percentages : FireComEvent {
-  void progressEvent(std::int32_t sender, std::int32_t message, std::int32_t percent,
-                     std::int32_t extra) override {
-    EXPECT_TRUE(sender == 102 && message == 2 && extra == 0);
-    values.push_back(percent);
-  }
-  std::vector<int> values;
-};
 
 TEST(ProgressMonitor, AnnouncesEachPercentageOnce) {
   const struct {
@@ -41,13 +34,13 @@ TEST(ProgressMonitor, AnnouncesEachPercentageOnce) {
       {10, {std::uint64_t{1} << 40}, {100}},
   };
   for (const auto& row : rows) {
-    Percentages sink;
+    Percentages sink(2);
     ProgressMonitor progress(102, 2, row.total, &sink);
     for (const std::uint64_t amount : row.steps) progress.step(amount);
     progress.finish();
     EXPECT_EQ(sink.values, row.announced) << row.total;
   }
-  Percentages sink;
+  Percentages sink(2);
   ProgressMonitor progress(102, 2, 100, &sink);
   for (const unsigned done : {30U, 10U, 30U, 500U}) progress.setDone(done);
   EXPECT_EQ(sink.values, (std::vector<int>{30, 100}));
@@ -209,7 +202,7 @@ TEST(Socket, RefusesTextsBeyondTheLimit) {
 TEST(Socket, ReceivingStepsTheProgress) {
   ScriptedServer server([](Peer& peer) { peer.send(std::string(99'990, 'x') + "\r\n.\r\n"); });
   const auto socket = connectedTo(server);
-  Percentages sink;
+  Percentages sink(2);
   ProgressMonitor progress(102, 2, 100'000, &sink);
   StringBuffer out;
   ASSERT_TRUE(socket->receiveUntil(out, "\r\n.\r\n", 1000, nullptr, &progress, QuorvelSocket::kMaxMultiLine));
@@ -247,7 +240,7 @@ TEST(Socket, SendsWholeOrPaced) {
       std::string received;
       ScriptedServer server([&](Peer& peer) { peer.readThrough("end", received); });
       const auto socket = connectedTo(server);
-      Percentages sink;
+      Percentages sink(2);
       ProgressMonitor progress(102, 2, static_cast<std::uint32_t>(size), &sink);
       ASSERT_TRUE(socket->sendBytes(text, nullptr, paced ? &progress : nullptr));
       ASSERT_TRUE(socket->sendBytes("end", nullptr, nullptr));
