@@ -57,6 +57,7 @@ class CommandLineTest(ProgramTest):
                 ((*SEND, "--to", "bob@x.org", "--html", "/"), 5, b"Is a directory"),
                 ((*SEND, "--body", "b", "--list", "/no/such"), 5, b"/no/such"),
                 ((*SEND, "--body", "b", "--list", self.file("none.txt", "nobody\n")), 5, b"no e-mail address"),
+                ((*SEND, "--body", "b", "--list", self.file("cr.txt", "a@x.org\rb@x.org\r")), 5, b"CR alone"),
                 ((*TO_BOB, "--journal", "/no/such/journal"), 5, b"nothing was done"),
                 ((*TO_BOB, "--log-xml", "/no/such/log"), 5, b"nothing was done"),
                 ((), 2, b"--from"),
@@ -101,7 +102,9 @@ class CommandLineTest(ProgramTest):
     def test_lists(self):
         server = self.serving("--refuse-recipient", "no@x.org")
         people = self.file("people.txt", "  a@x.org \r\n\r\nsome words\r\nno@x.org\r\nb@x.org\r\n")
-        self.check(server.send(*SEND, "--body", "b", "--list", people), 6, b"  no@x.org\n")
+        result = server.send(*SEND, "--body", "b", "--list", people)
+        self.check(result, 6, b"  no@x.org\n")
+        self.assertIn(b"are left out:\n  some words\n", result.stderr)
         self.check(server.send(*SEND, "--body", "b", "--list", people, "--in-batches"), 6, b"  no@x.org\n")
         (first, text), (second, _), (batch, batch_text) = server.kept()
         self.assertEqual([first[1:], second[1:], batch[1:]],

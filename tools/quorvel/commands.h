@@ -26,6 +26,8 @@ void addDeleteCommand(CLI::App& app, Run& run);
 void addVerifyCommand(CLI::App& app, Run& run);
 void addFilterCommand(CLI::App& app, Run& run);
 void addConvertCommand(CLI::App& app, Run& run);
+void addReplyCommand(CLI::App& app, Run& run);
+void addForwardCommand(CLI::App& app, Run& run);
 void addMergeCommand(CLI::App& app, Run& run);
 void addShowCommand(CLI::App& app, Run& run);
 void addExtractCommand(CLI::App& app, Run& run);

@@ -33,11 +33,15 @@ void forEachInBraces(std::string_view text, Visit visit) {
 
 }  // namespace
 
-Letter::Letter(Email email, std::vector<std::string> titles)
+Letter::Letter(Email email, std::vector<std::string> titles, const std::string& charset)
     : email_(std::move(email)), titles_(std::move(titles)), brace_(newWord()) {
   email_->ClearCC();
   email_->ClearBcc();
   email_->AddHeaderField("Bcc", "");
+  // Names in To are written for the charset that the e-mail has when they are added.
+  const std::string type = email_->GetHeaderField("Content-Type");
+  if (charset.empty() || !lowerCase(type).starts_with("text/")) return;
+  email_->AddHeaderField("Content-Type", type.substr(0, type.find(';')) + "; charset=\"" + charset + '"');
 }
 
 /// A value in which nothing is taken for a pattern. The last pattern brings its braces back.

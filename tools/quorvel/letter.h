@@ -15,8 +15,8 @@ namespace cli {
 /// taken for a title.
 class Letter {
  public:
-  /// The recipients that the e-mail has are taken from it.
-  Letter(Email email, std::vector<std::string> titles);
+  /// The recipients that the e-mail has are taken from it. A charset labels its text, where it is one text.
+  Letter(Email email, std::vector<std::string> titles, const std::string& charset);
 
   /// The e-mail for a recipient. The one before is gone.
   const Email& madeOutTo(const Recipient& recipient);

@@ -15,10 +15,10 @@ using cli::Status;
 
 /// In the order that --help lists them.
 constexpr std::array kCommands = {
-    cli::addSendCommand,    cli::addMergeCommand,  cli::addCheckCommand,   cli::addListCommand,
-    cli::addFetchCommand,   cli::addDeleteCommand, cli::addVerifyCommand,  cli::addShowCommand,
-    cli::addExtractCommand, cli::addFilterCommand, cli::addConvertCommand, cli::addServeCommand,
-    cli::addDemoCommand,
+    cli::addSendCommand,    cli::addReplyCommand, cli::addForwardCommand, cli::addMergeCommand,
+    cli::addCheckCommand,   cli::addListCommand,  cli::addFetchCommand,   cli::addDeleteCommand,
+    cli::addVerifyCommand,  cli::addShowCommand,  cli::addExtractCommand, cli::addFilterCommand,
+    cli::addConvertCommand, cli::addServeCommand, cli::addDemoCommand,
 };
 
 Status runProgram(int argc, char** argv) {

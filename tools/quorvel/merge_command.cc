@@ -1,5 +1,6 @@
 // quorvel merge: a letter to everybody on a list, made out to each.
 #include <algorithm>
+#include <cctype>
 #include <iostream>
 #include <memory>
 #include <mutex>
@@ -59,7 +60,7 @@ Letter letterOf(const MergeOptions& options, const std::vector<std::string>& tit
   if (email->get_FromAddress().empty()) {
     throw Failure{Status::usage, "the message has no sender", "", "give --from"};
   }
-  return {email, titles};
+  return {email, titles, options.charset};
 }
 
 void warnOfLetter(const Letter& letter, const MergePlan& plan, const MergeOptions& options) {
@@ -130,10 +131,14 @@ std::string summary(const MergeReport& report, const MergePlan& plan) {
   return text + "; the report is " + report.path();
 }
 
-/// How it went, when nothing ended it before its time.
+/// How it went, when nothing ended it before its time. Throws a Failure when nobody has the mail.
 Status statusOf(const MergeReport& report, const MergePlan& plan) {
   const bool isAnySent = report.count(MergeResult::sent) + plan.sentBefore > 0;
-  if (!isAnySent && report.count(MergeResult::refused) > 0) return Status::refused;
+  if (!isAnySent && report.count(MergeResult::refused) > 0) {
+    throw Failure{Status::refused, "the server refused every mail", "",
+                  "its answers stand in " + report.path() +
+                      "; check --from, the addresses, and that it takes mail from this machine"};
+  }
   const bool isWhole =
       report.count(MergeResult::refused) == 0 && report.count(MergeResult::uncertain) == 0 &&
       std::find(plan.steps.begin(), plan.steps.end(), MergeStep::noAddress) == plan.steps.end();
@@ -188,6 +193,13 @@ Status runMerge(const MergeOptions& options) {
   return report ? sendAll(list, letter, plan, *report, options) : showFirst(list, letter, plan, options);
 }
 
+std::string isCharset(const std::string& name) {
+  const bool isOne = !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
+    return std::isalnum(c) != 0 || c == '-' || c == '_' || c == '.' || c == ':';
+  });
+  return isOne ? "" : "no name of a charset";
+}
+
 void addMergeOptions(CLI::App& command, MergeOptions& options) {
   auto* message = command.add_option("MESSAGE", options.message,
                                      "Message file; - reads standard input. Else write it here");
@@ -196,7 +208,8 @@ void addMergeOptions(CLI::App& command, MergeOptions& options) {
   for (const char* name : {"--body", "--text", "--html", "--subject"})
     command.get_option(name)->excludes(message);
   command.add_option("--charset", options.charset, "What the texts are labelled with, as utf-8")
-      ->type_name("NAME");
+      ->type_name("NAME")
+      ->check(isCharset);
   addListOptions(command, options.list);
   command.add_flag("--every-row", options.everyRow,
                    "An address that stands in several rows gets a mail for each, not for the first alone");

@@ -1,7 +1,9 @@
 #include "quorvel/merge_plan.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "quorvel/composing.h"
@@ -33,44 +35,48 @@ void throwAll(std::vector<Failure> broken) {
   throw failure;
 }
 
-/// How often an address is still to be passed over, and whether it has been met.
-class Repetitions {
- public:
-  Repetitions(SentCounts sent, bool everyRow) : sent_(std::move(sent)), everyRow_(everyRow) {}
-  MergeStep stepFor(const Recipient& recipient) {
-    if (!recipient.fault.empty()) return MergeStep::noAddress;
-    const auto [entry, isNew] = sent_.try_emplace(lowerCase(recipient.address), 0);
-    std::uint32_t& count = entry->second;
-    if (everyRow_) {
-      if (count == 0) return MergeStep::send;
-      --count;
-      return MergeStep::sentBefore;
-    }
-    if (count == kMet) return MergeStep::repeated;
-    const bool wasSent = !isNew && count > 0;
-    count = kMet;
-    return wasSent ? MergeStep::sentBefore : MergeStep::send;
-  }
+/// What becomes of the `place`th row of an address that so many mails were sent to.
+MergeStep stepOf(std::size_t place, std::size_t numSent, bool everyRow) {
+  if (everyRow) return place < numSent ? MergeStep::sentBefore : MergeStep::send;
+  if (place > 0) return MergeStep::repeated;
+  return numSent > 0 ? MergeStep::sentBefore : MergeStep::send;
+}
 
- private:
-  static constexpr std::uint32_t kMet = static_cast<std::uint32_t>(-1);
-  SentCounts sent_;
-  bool everyRow_;
-};
+/// Goes over both tables in the order of their addresses. An empty address is none.
+void decide(const AddressTable& listed, const AddressTable& sent, bool everyRow,
+            std::vector<MergeStep>& steps) {
+  const std::vector<std::uint32_t> rows = listed.sorted();
+  const std::vector<std::uint32_t> mails = sent.sorted();
+  auto mail = mails.begin();
+  for (auto row = rows.begin(); row != rows.end();) {
+    const std::string_view address = listed.at(*row);
+    while (mail != mails.end() && sent.at(*mail) < address) ++mail;
+    std::size_t numSent = 0;
+    for (; mail != mails.end() && sent.at(*mail) == address; ++mail) ++numSent;
+    for (std::size_t place = 0; row != rows.end() && listed.at(*row) == address; ++row, ++place) {
+      if (!address.empty()) steps[*row] = stepOf(place, numSent, everyRow);
+    }
+  }
+}
 
 }  // namespace
 
-MergePlan planOf(RecipientList& list, SentCounts sent, bool everyRow) {
+MergePlan planOf(RecipientList& list, const AddressTable& sent, bool everyRow) {
   MergePlan plan;
-  Repetitions repetitions(std::move(sent), everyRow);
+  AddressTable listed;
   std::vector<Failure> broken;
   for (Recipient recipient; nextUsable(list, recipient, broken);) {
-    plan.steps.push_back(repetitions.stepFor(recipient));
-    plan.toSend += plan.steps.back() == MergeStep::send ? 1 : 0;
-    plan.sentBefore += plan.steps.back() == MergeStep::sentBefore ? 1 : 0;
+    listed.add(recipient.fault.empty() ? recipient.address : "");
+    plan.steps.push_back(MergeStep::noAddress);
     plan.isAscii = plan.isAscii && std::all_of(recipient.values.begin(), recipient.values.end(), isAscii);
   }
   throwAll(std::move(broken));
+  decide(listed, sent, everyRow, plan.steps);
+  const auto count = [&](MergeStep step) {
+    return static_cast<std::size_t>(std::count(plan.steps.begin(), plan.steps.end(), step));
+  };
+  plan.toSend = count(MergeStep::send);
+  plan.sentBefore = count(MergeStep::sentBefore);
   return plan;
 }
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "quorvel/merge_report.h"
+#include "quorvel/address_table.h"
 #include "quorvel/recipient_list.h"
 
 namespace cli {
@@ -26,6 +26,6 @@ struct MergePlan {
 
 /// With `everyRow` an address gets as many mails as rows have it, otherwise one. Throws a Failure that names
 /// the first rows whose columns cannot be told: then nothing is to be sent.
-MergePlan planOf(RecipientList& list, SentCounts sent, bool everyRow);
+MergePlan planOf(RecipientList& list, const AddressTable& sent, bool everyRow);
 
 }  // namespace cli

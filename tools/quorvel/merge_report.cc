@@ -77,14 +77,14 @@ std::string_view nameOf(MergeResult result) noexcept {
   return kNames[static_cast<std::size_t>(result)];
 }
 
-SentCounts readSent(const std::string& path) {
-  SentCounts counts;
+AddressTable readSent(const std::string& path) {
+  AddressTable sent;
   std::error_code error;
-  if (!std::filesystem::exists(path, error)) return counts;
+  if (!std::filesystem::exists(path, error)) return sent;
   readRows(path, [&](const MergeRow& row) {
-    if (row.result == MergeResult::sent) ++counts[lowerCase(row.address)];
+    if (row.result == MergeResult::sent) sent.add(row.address);
   });
-  return counts;
+  return sent;
 }
 
 MergeReport::MergeReport(const std::string& path)

@@ -5,10 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <string>
 #include <string_view>
 
+#include "quorvel/address_table.h"
 #include "quorvel/report.h"
 #include "quorvel/system.h"
 
@@ -32,13 +32,9 @@ struct MergeRow {
   std::string answer;  ///< the server's, or why not
 };
 
-/// How many mails each address has been sent; addresses are in lower case. A tree and no hash table: who is
-/// on a list may have chosen the address so that it collides.
-using SentCounts = std::map<std::string, std::uint32_t>;
-
-/// The mails that a report says were sent. Empty when there is no such file. Throws a Failure when it is none
-/// of these reports.
-SentCounts readSent(const std::string& path);
+/// Whom a report says mails were sent to, an entry for each mail. Empty when there is no such file. Throws a
+/// Failure when it is none of these reports.
+AddressTable readSent(const std::string& path);
 
 /// Appends to a report. Each row is with the operating system before the next mail goes out, so that a
 /// program that is killed leaves all rows but for that of the mail under way.

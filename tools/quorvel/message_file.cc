@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
@@ -48,9 +49,22 @@ bool writeAll(int file, std::string_view content) {
 
 }  // namespace
 
+std::string withMailLineEnds(std::string text) {
+  if (text.find("\r\n") != std::string::npos) return text;
+  std::string lines;
+  lines.reserve(text.size() + static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')));
+  for (const char c : text) {
+    if (c == '\n') lines += '\r';
+    lines += c;
+  }
+  return lines;
+}
+
 Email readMessage(const std::string& file) {
   auto email = newEmail().as<quorvel::IQuorvelEmail3>();
-  if (email && email->LoadEml(file) == 1) return email;
+  const bool isRead = file == "-" ? email->LoadMime(withMailLineEnds(readFile(file, "message"))) == 1
+                                  : email->LoadEml(file) == 1;
+  if (isRead) return email;
   const auto error = quorvel::lastError();
   throw Failure{Status::file, "cannot read the message " + file, error ? error->description : std::string(),
                 "is it a message file?"};

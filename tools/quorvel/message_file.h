@@ -12,7 +12,10 @@ namespace cli {
 
 using Email = quorvel::Ref<quorvel::IQuorvelEmail3>;
 
-/// The e-mail of a file. Throws a Failure when it cannot be read.
+/// As the component reads message files: one in which no line ends with CR LF has LF line ends.
+std::string withMailLineEnds(std::string text);
+
+/// The e-mail of a file, or of standard input for "-". Throws a Failure when it cannot be read.
 Email readMessage(const std::string& file);
 
 /// A folder that messages are kept in, each in a file of its own. No file that exists is ever written over.

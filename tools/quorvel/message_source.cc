@@ -102,18 +102,6 @@ class MailboxSource final : public MessageSource {
   bool isAtMessage_ = false;  ///< its separator has been read
 };
 
-/// As the component reads message files: one in which no line ends with CR LF has LF line ends.
-std::string withMailLineEnds(std::string text) {
-  if (text.find("\r\n") != std::string::npos) return text;
-  std::string lines;
-  lines.reserve(text.size() + static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')));
-  for (const char c : text) {
-    if (c == '\n') lines += '\r';
-    lines += c;
-  }
-  return lines;
-}
-
 /// The message files that are in the folder itself, by name.
 class FolderSource final : public MessageSource {
  public:

@@ -12,6 +12,8 @@ namespace cli {
 
 namespace {
 
+constexpr std::size_t kLongestAddress = 254;  // RFC 5321 4.5.3.1.3, without the angle brackets
+
 CsvDialect dialectOf(const ListOptions& options) {
   CsvDialect dialect;
   dialect.hasFields = !options.csvFile.empty();
@@ -81,9 +83,8 @@ void addListOptions(CLI::App& command, ListOptions& options) {
 }
 
 std::string faultOf(std::string_view address) {
-  constexpr std::size_t kLongest = 254;  // RFC 5321 4.5.3.1.3, without the angle brackets
   if (address.empty()) return "there is no address";
-  if (address.size() > kLongest) return "an address is not as long as that";
+  if (address.size() > kLongestAddress) return "an address is not as long as that";
   const auto holds = [address](auto isWrong) {
     return std::any_of(address.begin(), address.end(), [&](unsigned char c) { return isWrong(c); });
   };
@@ -164,6 +165,7 @@ bool RecipientList::next(Recipient& recipient) {
   recipient.row = row.number;
   splitAddress(row.fields[address_], recipient);
   recipient.fault = faultOf(recipient.address);
+  if (recipient.address.size() > kLongestAddress) recipient.address.resize(kLongestAddress);  // to be told
   if (name_ != kNone) recipient.name = shownName(row.fields[name_]);
   if (isTable_) recipient.values = std::move(row.fields);
   return true;

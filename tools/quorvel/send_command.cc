@@ -1,6 +1,9 @@
 // quorvel send: a mail that is written on the command line.
+#include <cstddef>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "quorvel/commands.h"
 #include "quorvel/composing.h"
@@ -34,11 +37,29 @@ void checkOptions(const SendOptions& options) {
   checkStandardInput(options.delivery.login, options.content.readsStandardInput());
 }
 
-/// The component takes a list that it cannot read for an empty one, and would send to nobody on it.
+/// The component takes a list that it cannot read for an empty one, and would send to nobody on it. Lines
+/// without '@' it passes over.
 void checkList(const std::string& path) {
-  if (readFile(path, "list").find('@') != std::string::npos) return;
-  throw Failure{Status::file, "the list " + path + " holds no e-mail address", "",
-                "write one address a line"};
+  const std::string list = readFile(path, "list");
+  for (std::size_t cr = list.find('\r'); cr != std::string::npos; cr = list.find('\r', cr + 1)) {
+    if (cr + 1 == list.size() || list[cr + 1] == '\n') continue;
+    throw Failure{Status::file, "the list " + path + " has lines that end with CR alone", "",
+                  "save it with the line ends LF or CR LF; quorvel merge takes it as it is"};
+  }
+  std::vector<std::string> passedOver;
+  std::istringstream lines(list);
+  std::size_t count = 0;
+  for (std::string line; std::getline(lines, line);) {
+    const bool isBlank = line.find_first_not_of(" \t\r") == std::string::npos;
+    const bool isAddress = line.find('@') != std::string::npos;
+    count += isAddress ? 1 : 0;
+    if (!isBlank && !isAddress) passedOver.push_back(line.substr(0, line.find_last_not_of(" \t\r") + 1));
+  }
+  if (count == 0) {
+    throw Failure{Status::file, "the list " + path + " holds no e-mail address", "",
+                  "write one address a line"};
+  }
+  warnOfList("lines of the list that hold no address, and are left out:", passedOver);
 }
 
 Status runSend(SendOptions& options) {
