@@ -199,17 +199,6 @@ TEST(QuotedPrintable, EveryKernelTreatsLongTextsAlike) {
   }
 }
 
-TEST(QuotedPrintable, ReadsBackWhatItWrote) {
-  std::mt19937 random(3);
-  for (std::size_t size = 0; size < 600; ++size) {
-    std::string bytes(size, '\0');
-    for (char& c : bytes) c = random() % 3 == 0 ? static_cast<char>(random()) : " \t\r\n=.Fa"[random() % 8];
-    qv::StringBuffer coded;
-    ContentCoding::encodeQuotedPrintable(bytes, coded);
-    EXPECT_EQ(ContentCoding::decodeQuotedPrintable(coded).view(), bytes);
-  }
-}
-
 // An '=' before a blank has to look for the end of its line; a line may hold a million of them.
 TEST(QuotedPrintable, CostIsLinearInOneLine) {
   const auto make = [](std::size_t n) {

@@ -1,5 +1,6 @@
 """Messages in every layout, between the component and Python's own email package."""
 
+import datetime
 import email
 import email.message
 import email.policy
@@ -72,6 +73,8 @@ class RoundTripTest(unittest.TestCase):
                 self.assertEqual([part.defects for part in read.walk() if part.defects], [])
                 self.assertEqual((read["Subject"], read["From"], read["To"]),
                                  ("A round trip", "Bob <bob@example.org>", "Ann Lee <ann@example.org>"))
+                self.assertEqual(read["Date"].datetime.astimezone(datetime.timezone.utc).replace(tzinfo=None),
+                                 mail.EmailDate.replace(microsecond=0))
                 wanted = [("text/plain", None, PLAIN.encode())] if plain else []
                 wanted += [("text/html", None, HTML.encode())] if html else []
                 wanted += [(FILES[name][1], name, FILES[name][0]) for name in attached + related]
