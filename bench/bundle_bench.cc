@@ -14,12 +14,9 @@
 #include <string>
 #include <vector>
 
-#ifdef QUORVEL_HAVE_CURL
-#include <curl/curl.h>
-#endif
-
 #include "core/log.h"
 #include "core/log_store.h"
+#include "curl_sender.h"
 #include "email/replace_patterns.h"
 #include "mailman/outbox.h"
 #include "receiving_server.h"
@@ -77,9 +74,7 @@ void measure(benchmark::State& state, SendBundle sendBundle) {
 void component(benchmark::State& state, bool merged) {
   qv::CLogImpl log(std::make_shared<qv::LogStore>());
   qv::OutboxSettings settings;
-  settings.smtp.host = "127.0.0.1";
-  settings.smtp.port = qv_bench::serverPort();
-  settings.smtp.authMethod = "NONE";
+  settings.smtp = qv_bench::serverSettings();
   qv::ReplacePatterns patterns;
   if (merged) patterns.set("lazy", "sleeping");
   std::vector<std::unique_ptr<qv::Email>> emails;
@@ -99,52 +94,19 @@ void component(benchmark::State& state, bool merged) {
 BENCHMARK_CAPTURE(component, plain, false)->Name("bundle/component")->UseManualTime();
 BENCHMARK_CAPTURE(component, merged, true)->Name("bundle/component_merged")->UseManualTime();
 
-/// The text of the messages as it goes over the wire.
-std::string messageText() {
-  qv::StringBuffer text;
-  qv_bench::plainMessage(kSize)->writeMime(text, "QVX-");
-  return text.str();
-}
-
 #ifdef QUORVEL_HAVE_CURL
-
-struct Source {
-  std::string_view rest;
-  static std::size_t read(char* buffer, std::size_t unit, std::size_t count, void* user) {
-    auto& source = *static_cast<Source*>(user);
-    const std::size_t taken = source.rest.copy(buffer, unit * count);
-    source.rest.remove_prefix(taken);
-    return taken;
-  }
-};
-
 void withCurl(benchmark::State& state) {
-  const std::string text = messageText();
-  const std::string url = "smtp://127.0.0.1:" + std::to_string(qv_bench::serverPort());
-  curl_slist* recipients = curl_slist_append(nullptr, "<reader@example.org>");
+  const std::string text = qv_bench::plainText(kSize);
   measure(state, [&] {
     return costOf([&] {
-      Source source;
-      CURL* curl = curl_easy_init();  // its connection lasts as long as it does
-      curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-      curl_easy_setopt(curl, CURLOPT_MAIL_FROM, "<sender@example.org>");
-      curl_easy_setopt(curl, CURLOPT_MAIL_RCPT, recipients);
-      curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
-      curl_easy_setopt(curl, CURLOPT_READFUNCTION, &Source::read);
-      curl_easy_setopt(curl, CURLOPT_READDATA, &source);
+      qv_bench::CurlSender sender;
       bool sent = true;
-      for (std::size_t i = 0; i < kMessages && sent; ++i) {
-        source.rest = text;
-        sent = curl_easy_perform(curl) == CURLE_OK;
-      }
-      curl_easy_cleanup(curl);
+      for (std::size_t i = 0; i < kMessages && sent; ++i) sent = sender.send(text);
       return sent;
     });
   });
-  curl_slist_free_all(recipients);
 }
 BENCHMARK(withCurl)->Name("bundle/libcurl")->UseManualTime();
-
 #endif
 
 /// A Python process that sends a bundle for each line it reads, and answers with what that took.
@@ -162,7 +124,7 @@ for _ in sys.stdin.buffer:
             session.sendmail('sender@example.org', ['reader@example.org'], text)
     print(time.thread_time() - cpu, time.perf_counter() - wall, flush=True)
 )";
-    const std::string text = messageText();
+    const std::string text = qv_bench::plainText(kSize);
     const std::string arguments[] = {std::to_string(qv_bench::serverPort()), std::to_string(kMessages),
                                      std::to_string(text.size())};
     int in[2], out[2];

@@ -62,4 +62,18 @@ std::unique_ptr<qv::Email> plainMessage(std::size_t size) {
   return email;
 }
 
+std::string plainText(std::size_t size) {
+  qv::StringBuffer text;
+  plainMessage(size)->writeMime(text, "QVX-");
+  return text.str();
+}
+
+qv::SmtpSettings serverSettings() {
+  qv::SmtpSettings settings;
+  settings.host = "127.0.0.1";
+  settings.port = serverPort();
+  settings.authMethod = "NONE";
+  return settings;
+}
+
 }  // namespace qv_bench

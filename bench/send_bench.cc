@@ -15,12 +15,9 @@
 #include <memory>
 #include <string>
 
-#ifdef QUORVEL_HAVE_CURL
-#include <curl/curl.h>
-#endif
-
 #include "core/log.h"
 #include "core/log_store.h"
+#include "curl_sender.h"
 #include "email/distribution_list.h"
 #include "email/email.h"
 #include "net/progress_monitor.h"
@@ -115,11 +112,7 @@ void component(benchmark::State& state) {
   const auto size = static_cast<std::size_t>(state.range(0));
   auto store = std::make_shared<qv::LogStore>();
   qv::CLogImpl log(store);
-  qv::SmtpSettings settings{};
-  settings.host = "127.0.0.1";
-  settings.port = qv_bench::serverPort();
-  settings.authMethod = "NONE";
-  const auto session = qv::smtpConnect(settings, &log);
+  const auto session = qv::smtpConnect(qv_bench::serverSettings(), &log);
   const auto email = qv_bench::plainMessage(size);
   qv::DistributionList rejected;
   for (auto _ : state) {
@@ -139,8 +132,7 @@ BENCHMARK(component)->Name("send/component")->Arg(kSmall)->Arg(kLarge);
 
 void bare(benchmark::State& state) {
   const auto size = static_cast<std::size_t>(state.range(0));
-  qv::StringBuffer text;
-  qv_bench::plainMessage(size)->writeMime(text, "QVX-");
+  const std::string text = qv_bench::plainText(size);
   BareClient client(qv_bench::serverPort());
   for (auto _ : state) client.send(text);
   report(state, size);
@@ -150,36 +142,14 @@ BENCHMARK(bare)->Name("send/bare")->Arg(kSmall)->Arg(kLarge);
 #ifdef QUORVEL_HAVE_CURL
 void withCurl(benchmark::State& state) {
   const auto size = static_cast<std::size_t>(state.range(0));
-  qv::StringBuffer text;
-  qv_bench::plainMessage(size)->writeMime(text, "QVX-");
-  struct Source {
-    std::string_view rest;
-    static std::size_t read(char* buffer, std::size_t unit, std::size_t count, void* user) {
-      auto& source = *static_cast<Source*>(user);
-      const std::size_t taken = source.rest.copy(buffer, unit * count);
-      source.rest.remove_prefix(taken);
-      return taken;
-    }
-  };
-  CURL* curl = curl_easy_init();
-  const std::string url = "smtp://127.0.0.1:" + std::to_string(qv_bench::serverPort());
-  curl_slist* recipients = curl_slist_append(nullptr, "<reader@example.org>");
-  Source source;
-  curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-  curl_easy_setopt(curl, CURLOPT_MAIL_FROM, "<sender@example.org>");
-  curl_easy_setopt(curl, CURLOPT_MAIL_RCPT, recipients);
-  curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
-  curl_easy_setopt(curl, CURLOPT_READFUNCTION, &Source::read);
-  curl_easy_setopt(curl, CURLOPT_READDATA, &source);
+  const std::string text = qv_bench::plainText(size);
+  qv_bench::CurlSender sender;
   for (auto _ : state) {
-    source.rest = text;
-    if (curl_easy_perform(curl) != CURLE_OK) {
+    if (!sender.send(text)) {
       state.SkipWithError("libcurl did not send the message");
       break;
     }
   }
-  curl_slist_free_all(recipients);
-  curl_easy_cleanup(curl);
   report(state, size);
 }
 BENCHMARK(withCurl)->Name("send/libcurl")->Arg(kSmall)->Arg(kLarge);
