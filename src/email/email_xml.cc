@@ -74,7 +74,7 @@ void writeEmailXml(const Email& email, StringBuffer& out) {
   {
     StringBuffer text;
     email.writeMime(text, {});
-    message.parseMime(text);
+    message.parseWritten(text);
   }
   writeEntityXml(message, out);
 }

@@ -131,7 +131,7 @@ std::unique_ptr<MimeField> MimeField::clone() const {
   return std::make_unique<MimeField>(*this);
 }
 
-void MimeHeader::parseHeader(std::string_view text, bool& utf8Seen) {
+void MimeHeader::parseHeader(std::string_view text, bool& utf8Seen, std::size_t maxLines) {
   utf8Seen = false;
   JoinedText pending;
   const auto complete = [&] {
@@ -142,7 +142,7 @@ void MimeHeader::parseHeader(std::string_view text, bool& utf8Seen) {
   // With all carriage returns gone, lines end at LF, and an empty line ends the block; an empty first line
   // does not, as no line break stands before it.
   std::size_t taken = 0;
-  for (std::size_t at = 0, end = 0; at < text.size() && taken < kMaxHeaderLines; at = end + 1) {
+  for (std::size_t at = 0, end = 0; at < text.size() && taken < maxLines; at = end + 1) {
     end = std::min(text.find('\n', at), text.size());
     std::string_view line = withoutOuterReturns(text.substr(at, end - at));
     if (line.empty() && at != 0) break;

@@ -8,6 +8,7 @@
 #include "core/arrays.h"
 #include "core/quorvel_object.h"
 #include "core/string_buffer.h"
+#include "mime/limits.h"
 
 namespace qv {
 
@@ -43,9 +44,9 @@ class MimeHeader final : public QuorvelObject {
   MimeHeader& operator=(MimeHeader&&) = default;
 
   /// Appends the fields of a header block: the text up to its first empty line, line breaks of any kind,
-  /// at most kMaxHeaderLines lines. Folded lines are joined without a gap, encoded words in values decoded.
+  /// at most `maxLines` lines. Folded lines are joined without a gap, encoded words in values decoded.
   /// `utf8Seen` says whether a field held "?utf-8?" before decoding.
-  void parseHeader(std::string_view text, bool& utf8Seen);
+  void parseHeader(std::string_view text, bool& utf8Seen, std::size_t maxLines = kMaxHeaderLines);
 
   /// Value of the first field of that name, as it stands; empty when there is none. Valid until a change.
   std::string_view getHeaderField(std::string_view name) const noexcept;

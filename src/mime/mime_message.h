@@ -35,6 +35,8 @@ class MimeMessage2 final : public QuorvelObject {
   void parseMime(std::string_view text, std::size_t depth = 0);
   /// The same; signed texts share the text instead of being copied from it.
   void parseMime(const TextSlice& text);
+  /// The same for a text that this component wrote itself: a header has all its lines, however many.
+  void parseWritten(std::string_view text);
   /// Clears and reads the header only; a body, where there is one, becomes "(multipart MIME message)".
   /// The text must not lie in this entity.
   void parseHeaderOnly(std::string_view text);

@@ -1,5 +1,6 @@
 // Reading a message text into its tree of entities.
 #include <algorithm>
+#include <limits>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -14,10 +15,13 @@ namespace qv {
 /// the call stack.
 class MimeParser {
  public:
+  explicit MimeParser(std::size_t maxHeaderLines = kMaxHeaderLines) noexcept
+      : maxHeaderLines_(maxHeaderLines) {}
+
   /// A slice that the entities may share, or a text that they may not.
   void parse(MimeMessage2& top, const TextSlice& text) { parse(top, text.view, 0, {text, text.view.data()}); }
   void parse(MimeMessage2& top, std::string_view text, std::size_t depth) { parse(top, text, depth, {}); }
-  static void parseHeaderOnly(MimeMessage2& entity, std::string_view text) {
+  void parseHeaderOnly(MimeMessage2& entity, std::string_view text) const {
     if (readHeader(entity, text)) entity.body_.setRaw("(multipart MIME message)");
   }
 
@@ -42,21 +46,22 @@ class MimeParser {
       divide(next);
     }
   }
-  static std::optional<std::string_view> readHeader(MimeMessage2& entity, std::string_view text);
+  std::optional<std::string_view> readHeader(MimeMessage2& entity, std::string_view text) const;
   static void readLeaf(MimeMessage2& entity, std::string_view body);
   static MimeMessage2& newPart(MimeMessage2& parent);
   void read(MimeMessage2& entity, std::string_view text, std::size_t depth, const Shared& enclosing);
   void divide(const Multipart& multipart);
   void addPart(const Multipart& parent, std::string_view text);
 
+  std::size_t maxHeaderLines_;
   std::vector<Multipart> waiting_;
 };
 
 // Reads header and content fields; gives the body's text when there is an empty line. An empty line at the
 // very start stands for an empty header.
-std::optional<std::string_view> MimeParser::readHeader(MimeMessage2& entity, std::string_view text) {
+std::optional<std::string_view> MimeParser::readHeader(MimeMessage2& entity, std::string_view text) const {
   const std::size_t end = findText(text, "\r\n\r\n");
-  entity.header_.parseHeader(text.substr(0, end), entity.utf8Header_);
+  entity.header_.parseHeader(text.substr(0, end), entity.utf8Header_, maxHeaderLines_);
   entity.content_ = readContentFields(entity.header_);
   if (end == std::string_view::npos) return std::nullopt;
   return text.substr(end + 4);
@@ -140,9 +145,14 @@ void MimeMessage2::parseMime(const TextSlice& text) {
   MimeParser().parse(*this, text);
 }
 
+void MimeMessage2::parseWritten(std::string_view text) {
+  clear();
+  MimeParser(std::numeric_limits<std::size_t>::max()).parse(*this, text, 0);
+}
+
 void MimeMessage2::parseHeaderOnly(std::string_view text) {
   clear();
-  MimeParser::parseHeaderOnly(*this, text);
+  MimeParser().parseHeaderOnly(*this, text);
 }
 
 }  // namespace qv

@@ -9,6 +9,7 @@
 
 #include "email/email_fixture.h"
 #include "email/email_reader.h"
+#include "mime/limits.h"
 #include "support/linear_cost.h"
 
 using namespace std::string_literals;
@@ -193,6 +194,35 @@ TEST_F(EmailXmlTest, readsBackWhatATextCarries) {
   ASSERT_EQ(again.numAttachments(), 1U);
   EXPECT_EQ(again.getAttachment(0)->filename(), "a b.bin");
   EXPECT_EQ(again.getAttachment(0)->body().data().view(), bytes);
+}
+
+// Each stands on a line of its own in the text, of which a header has only so many when it is somebody
+// else's.
+TEST_F(EmailXmlTest, keepsEveryRecipient) {
+  Email email(nullptr);
+  email.setFrom("Ann <ann@example.org>");
+  constexpr std::size_t kRecipients = 5 * qv::kMaxHeaderLines;
+  for (std::size_t i = 0; i < kRecipients; ++i) {
+    email.addTo("Name, " + std::to_string(i), "to" + std::to_string(i) + "@example.org");
+    email.addCc("", "cc" + std::to_string(i) + "@example.org");
+  }
+  email.setSubject("to many");
+  email.setBody("Hello", false);
+  qv_test::addAttachment(email, "a.bin", "x");
+  const auto once = read(qv::emailXmlDocument(email));
+  ASSERT_EQ(once.size(), 1U);
+  const auto twice = read(xmlOf(*once[0]));  // of a field that is one line now
+  ASSERT_EQ(twice.size(), 1U);
+  for (const Email* again : {once[0].get(), twice[0].get()}) {
+    EXPECT_EQ(again->getSubject(), "to many");
+    EXPECT_EQ(again->numAttachments(), 1U);
+    ASSERT_EQ(again->numTo(), kRecipients);
+    ASSERT_EQ(again->numCc(), kRecipients);
+    for (std::size_t i = 0; i < kRecipients; ++i) {
+      ASSERT_EQ(again->getTo(i), email.getTo(i));
+      ASSERT_EQ(again->getCc(i), email.getCc(i));
+    }
+  }
 }
 
 // A mail cannot put elements, or a second message, into the document.
