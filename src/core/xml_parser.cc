@@ -66,6 +66,10 @@ class XmlParser {
       skipWhite();
       if (!atEnd()) readMarkup();
     }
+    if (current_ != nullptr) {
+      logDebug(log_, "The XML document breaks off inside an element");
+      logData(log_, "open_tag", current_->getTag());
+    }
     if (!root_ && open_) completeRoot();
     if (root_) root_->prologText_ = prolog_.view().substr(0, prologOfRoot_);
     return std::move(root_);

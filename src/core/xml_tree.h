@@ -109,7 +109,8 @@ class TreeNode : public QuorvelObject {
   /// pieces between children are joined by a space.
   ///
   /// `log`, which may be null, gets the errors "Unclosed comment", "Failed to parse DTD" and "Error in
-  /// closing tag", the last with the element's tag as data "error_tag".
+  /// closing tag", the last with the element's tag as data "error_tag"; and a debug entry when the text ends
+  /// inside an element, with the tag as data "open_tag".
   static TreePtr parseXml(std::string_view text, CLog* log);
 
  private:

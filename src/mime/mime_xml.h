@@ -53,8 +53,9 @@ std::size_t writeHeaderXml(const MimeMessage2& entity, StringBuffer& out);
 /// "body". Field names are the tags. Encoded words in fields are decoded, as in a message text.
 std::unique_ptr<MimeMessage2> readEntityXml(const TreeNode& element, CLog* log);
 
-/// Reads a document and appends the entity of each outermost element named `tag`, in document order. False
-/// when the text holds no element at all.
+/// Reads a document and appends the entity of each outermost element named `tag`, kMessageElement when that
+/// is empty, in document order; a debug entry tells how many were rejected. False when the text holds no
+/// element at all.
 bool loadMessagesFromXml(std::string_view text, std::string_view tag, CLog* log,
                          ExtPtrArray<MimeMessage2>& out);
 

@@ -54,6 +54,18 @@ bool beginsWithDate(std::string_view text) noexcept {
   });
 }
 
+// In lower case but for what stands in quotes.
+std::string lowerUnquoted(std::string_view text) {
+  constexpr std::size_t kNone = std::string_view::npos;
+  std::string lower = toLower(text);
+  for (std::size_t open = text.find('"'), close = 0; open != kNone; open = text.find('"', close + 1)) {
+    close = text.find('"', open + 1);
+    if (close == kNone) break;
+    lower.replace(open, close - open, text.substr(open, close - open));
+  }
+  return lower;
+}
+
 // Writes fields one after the other. A field is gone through with a cursor; what it becomes gathers in three
 // texts, which are used again for the next.
 class FieldXmlWriter {
@@ -136,7 +148,7 @@ class FieldXmlWriter {
     if (beginsWithDate(cursor.rest())) {
       appendUnquoted(cursor.readTo(";\r\n"), value);
     } else {
-      name = toLower(cursor.readTo("=\r\n \t"));
+      name = lowerUnquoted(cursor.readTo("=\r\n \t"));
       cursor.skip(" \t");
       if (cursor.isAt('=')) {
         cursor.skip("= \t");
@@ -147,6 +159,8 @@ class FieldXmlWriter {
       addAttribute(name, value);
     } else if (!name.empty()) {
       addToContent(name);
+    } else if (!value.empty()) {
+      addToContent(StringBuffer("=").append(value));  // no element has an attribute without a name
     }
   }
 

@@ -115,14 +115,22 @@ std::unique_ptr<MimeMessage2> readEntityXml(const TreeNode& element, CLog* log) 
 
 bool loadMessagesFromXml(std::string_view text, std::string_view tag, CLog* log,
                          ExtPtrArray<MimeMessage2>& out) {
+  if (tag.empty()) tag = kMessageElement;
   const TreePtr root = TreeNode::parseXml(text, log);
   if (!root) return false;
+  long leftOut = 0;
   for (const TreeNode* node = root.get(); node != nullptr;) {
     const bool isMessage = node->getTag() == tag;
     if (isMessage) {
-      if (auto entity = readEntityXml(*node, log)) out.append(std::move(entity));
+      auto entity = readEntityXml(*node, log);
+      if (entity == nullptr) ++leftOut;
+      if (entity != nullptr) out.append(std::move(entity));
     }
     node = node->following(*root, !isMessage);
+  }
+  if (leftOut != 0) {
+    logDebug(log, "Messages without header or body were left out");
+    logDataLong(log, "num_left_out", leftOut);
   }
   return true;
 }

@@ -147,14 +147,17 @@ TEST(XmlParser, keepsPrologAndInstruction) {
 }
 
 TEST(XmlParser, reportsWhatItPassesOver) {
+  const std::string kBrokenOff = "The XML document breaks off inside an element";
   const struct {
     std::string_view text;
     std::string_view tree;
     std::vector<std::string> log;
   } rows[] = {
-      {"<a><!-- never closed", "a", {"Unclosed comment"}},
+      {"<a><!-- never closed", "a", {"Unclosed comment", kBrokenOff, "open_tag: a"}},
       {"<a><!-->--><b/></a>", "a(b)", {}},
-      {"<a><!--><b/></a>", "a", {"Unclosed comment"}},
+      {"<a><!--><b/></a>", "a", {"Unclosed comment", kBrokenOff, "open_tag: a"}},
+      {"<a/><b>x<c y=\"", "a", {kBrokenOff, "open_tag: c"}},
+      {"<a><![CDATA[x", "a'x'!", {kBrokenOff, "open_tag: a"}},
       {"<!DOCTYPE a [<a/>", "none", {"Failed to parse DTD"}},
       {"<a><b></b<c/></a>", "a(b c)", {"Error in closing tag", "error_tag: b"}},
       {"<a></a", "a", {"Error in closing tag", "error_tag: a"}},

@@ -1,7 +1,14 @@
 """Every message is written as an XML document and read back: the test data, and the collection of test_corpus.py.
 
-Differences that stand are in differences.txt, each with its rule. What the XML form never carries is left out of the
-comparison by the reader program (corpus_reader.cc).
+Differences that stand are in differences.txt, each with its rule. What the XML form of no message carries is left out of
+the comparison by the reader program (corpus_reader.cc):
+
+  comparableName    the case of names; blanks and markup in them, which are an underscore each
+  comparableValue   of an address field all but its addresses; of other fields the place, quoting and escaping of
+                    parameters, white space, the case of what is no parameter, the parentheses of Received, control bytes
+  dumpForXml        the text of a multipart around its parts; entities without fields; white space around a body of one
+                    line; control bytes in bodies that are not encoded
+  comparableBody    lone LFs in bodies that are not encoded
 """
 
 import base64

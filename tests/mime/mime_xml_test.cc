@@ -81,7 +81,9 @@ TEST(MimeXmlWriter, writesFields) {
       {"Subject: ; b", "<subject>; b</subject>\n"},
       {"Subject: a; x@y=1; p/q=2; (c)=3; e=", "<subject>a; x@y; p/q; (c); e</subject>\n"},
       {"Subject: a; <b>=1; c&d=2; e'f=3; \"g h\"=4; =5",
-       "<subject>a; &lt;b&gt;; c&amp;d; e'f; \"g h\"</subject>\n"},
+       "<subject>a; &lt;b&gt;; c&amp;d; e'f; \"g h\"; =5</subject>\n"},
+      {"Subject: a; B\"C D\"E \"F", "<subject>a; b\"C D\"e; \"f</subject>\n"},
+      {"X-A: a;=<foo>; =;b=1", "<x-a b=\"1\">a; =&lt;foo&gt;</x-a>\n"},
       {"Content-Type: a; B", "<content-type>\na; b\n</content-type>\n"},
       {"X-A: 1; Tue, 5 Nov 2002; tue, 5", "<x-a date=\"Tue, 5 Nov 2002\">1; tue,; 5</x-a>\n"},
       // Quotes.
@@ -310,6 +312,15 @@ TEST(MimeXmlReader, readsTrees) {
     EXPECT_EQ(trees, row.tree) << row.text;
   }
   EXPECT_EQ(loaded("<x>" + document("", "1") + "</x>", "x").size(), 0U);
+  EXPECT_EQ(loaded("<x>" + document("", "1") + "</x>", "").size(), 1U);
+  qv_test::LogLines log;
+  EXPECT_EQ(
+      loaded("<x>" + document("", "1") + "<mime_message/>" + document("", "2") + "<mime_message><header/>",
+             "mime_message", log.get())
+          .size(),
+      2U);
+  EXPECT_TRUE(log.holds({"The XML document breaks off inside an element", "open_tag: mime_message",
+                         "Messages without header or body were left out", "num_left_out: 2"}));
   EXPECT_EQ(loaded("<y><x><header/><body>" + a + "</body></x></y>", "x").size(), 1U);
 }
 
