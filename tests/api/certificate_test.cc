@@ -209,7 +209,7 @@ TEST(EmailSecurity, SavesCertificatesOfWhatIsFetched) {
     for (const int wanted : {0, 1}) {
       std::filesystem::remove_all(saved);
       const qv_test::PopServer server({text.str()});
-      const auto mailMan = quorvel::create<quorvel::IQuorvelMailMan3>("QuorvelMail.QuorvelMailMan");
+      const auto mailMan = qv_test::newMailMan();
       mailMan->put_MailHost("127.0.0.1");
       mailMan->put_MailPort(server.port());
       mailMan->put_PopUsername("ann");

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform/temporary_folder.h"
+#include "support/public_objects.h"
 
 namespace {
 
@@ -26,9 +27,8 @@ class LogEntries : public ::testing::Test {
     return log_->GetInfoEntries() + log_->GetErrorEntries();
   }
 
-  Ref<quorvel::IQuorvelMailMan3> mailMan_ =
-      quorvel::create<quorvel::IQuorvelMailMan3>("QuorvelMail.QuorvelMailMan");
-  Ref<IQuorvelEmail3> email_ = quorvel::create<IQuorvelEmail3>("QuorvelMail.QuorvelEmail");
+  Ref<quorvel::IQuorvelMailMan3> mailMan_ = qv_test::newMailMan();
+  Ref<IQuorvelEmail3> email_ = qv_test::newEmail();
   Ref<quorvel::IQuorvelLog> log_ = mailMan_->GetLog();
   bool isReported_ = false;  // whether that operation left an error report
 };
@@ -65,7 +65,7 @@ TEST_F(LogEntries, OfAnEmailWithoutAUniqueId) {
   email_->put_Subject("s\ns");
   email_->AddHeaderField("CC", "\"Cy\" <c@h>");
   email_->AddHeaderField("X-Own", "v");
-  const auto bundle = quorvel::create<quorvel::IQuorvelEmailBundle2>("QuorvelMail.QuorvelEmailBundle");
+  const auto bundle = qv_test::newBundle();
   bundle->AddEmail(email_.get());
   email_->SaveEml(folder / "m.mbx");  // the first line is taken for that of a mailbox
   const struct {

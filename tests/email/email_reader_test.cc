@@ -6,9 +6,7 @@
 #include <string_view>
 
 #include "email/email_fixture.h"
-#include "mime/limits.h"
 #include "support/linear_cost.h"
-#include "support/small_stack.h"
 
 using namespace std::string_literals;
 using namespace std::string_view_literals;
@@ -214,26 +212,6 @@ TEST_F(EmailReaderTest, entersTheSecurityContextOnceAndLogsNothingInIt) {
   const std::size_t context = xml.find("<context name=\"security\"/>");
   EXPECT_NE(context, std::string::npos) << xml;
   EXPECT_EQ(xml.find("<context", context + 1), std::string::npos) << xml;
-}
-
-TEST_F(EmailReaderTest, anyDepthTakesASmallStack) {
-  const auto nested = [](std::size_t depth) {
-    std::string before, after;
-    for (std::size_t i = 0; i < depth; ++i) {
-      const std::string boundary = "b" + std::to_string(i) + "e";
-      before += "Content-Type: multipart/mixed; boundary=" + boundary + "\r\n\r\n--" + boundary + "\r\n";
-      after.insert(0, "\r\n--" + boundary + "--");
-    }
-    return before + "A: b\r\n\r\nx" + after;
-  };
-  qv_test::runOnSmallStack([&] {
-    for (const std::size_t depth : {std::size_t{10}, qv::kMaxNesting, std::size_t{3000}}) {
-      const auto email = read(nested(depth));
-      std::size_t levels = 0;
-      for (const Email* e = email.get(); !e->parts().empty(); e = e->parts().at(0)) ++levels;
-      EXPECT_EQ(levels, std::min(depth, qv::kMaxNesting));
-    }
-  });
 }
 
 TEST_F(EmailReaderTest, costsInProportion) {
