@@ -3,12 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "../../fuzz/laws.h"
 #include "mime/limits.h"
+#include "platform/temporary_folder.h"
 #include "support/linear_cost.h"
 #include "support/short_texts.h"
 #include "support/small_stack.h"
@@ -306,17 +305,13 @@ TEST(MimeMessage2, costsInProportionToItsText) {
 
 // Each tests/data/<name>.eml (its lines end in LF, read as CR LF) gives the tree in <name>.tree beside it.
 TEST(MimeMessage2, readsTheFilesAsTheirTreesSay) {
-  const auto contents = [](const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  };
   std::size_t count = 0;
   for (const auto& entry : std::filesystem::directory_iterator(QUORVEL_TEST_DATA)) {
     if (entry.path().extension() != ".tree") continue;
     ++count;
-    qv::StringBuffer text(contents(std::filesystem::path(entry.path()).replace_extension(".eml")));
+    qv::StringBuffer text(qv::contentsOf(std::filesystem::path(entry.path()).replace_extension(".eml")));
     text.replaceAll("\n", "\r\n");
-    EXPECT_EQ(treeOf(text) + '\n', contents(entry.path())) << entry.path();
+    EXPECT_EQ(treeOf(text) + '\n', qv::contentsOf(entry.path())) << entry.path();
   }
   EXPECT_GT(count, 0U);
 }

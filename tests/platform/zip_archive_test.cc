@@ -3,26 +3,16 @@
 #include <gtest/gtest.h>
 #include <zip.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "platform/temporary_folder.h"
 
 namespace {
 
+using qv::contentsOf;
+using qv::writeFile;
 using qv::ZipArchive;
 using Strings = std::vector<std::string>;
-
-std::string wholeFile(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-void write(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
 
 /// An archive of these entries, one behind the other.
 void make(const std::string& path, const std::vector<std::pair<std::string, std::string>>& entries) {
@@ -70,7 +60,7 @@ TEST(ZipArchive, RefusesWhatIsNone) {
   const qv::TemporaryFolder folder;
   const std::string path = folder / "a.zip";
   make(path, {{"a", std::string(3000, 'a')}, {"../../b", "outside"}});
-  const std::string whole = wholeFile(path);
+  const std::string whole = contentsOf(path);
   const std::string broken = folder / "broken.zip";
   std::string error, bytes;
   for (const std::string& name : {std::string(), folder / ".", folder / "none", std::string("a\0b", 3)}) {
@@ -79,14 +69,14 @@ TEST(ZipArchive, RefusesWhatIsNone) {
     EXPECT_NE(error, "") << name;
   }
   for (std::size_t cut = 0; cut < whole.size(); ++cut) {
-    write(broken, whole.substr(0, cut));
+    writeFile(broken, whole.substr(0, cut));
     ZipArchive archive;
     EXPECT_FALSE(archive.open(broken, error)) << cut;
   }
   for (std::size_t at = 0; at < whole.size(); ++at) {  // one byte changed: read as it was, or not at all
     std::string changed = whole;
     changed[at] = static_cast<char>(changed[at] ^ 0x55);
-    write(broken, changed);
+    writeFile(broken, changed);
     ZipArchive archive;
     if (archive.open(broken, error) && archive.read(0, bytes, error))
       EXPECT_EQ(bytes, std::string(3000, 'a')) << at;
@@ -112,7 +102,7 @@ TEST(ZipArchive, UnpacksNoMoreThanItsLimits) {
   const std::string path = folder / "a.zip";
   const std::string zeros(1'000'000, '\0');
   make(path, {{"a", zeros + "1"}, {"b", zeros}, {"c", zeros}, {"d", "x"}});
-  EXPECT_LT(wholeFile(path).size(), 10'000u);
+  EXPECT_LT(contentsOf(path).size(), 10'000u);
   ZipArchive archive({.entry = 1'000'000, .total = 1'500'000});
   std::string error, bytes;
   ASSERT_TRUE(archive.open(path, error));
@@ -127,12 +117,12 @@ TEST(ZipArchive, UnpacksNoMoreThanItsLimits) {
 
 TEST(ZipArchive, AnEmptyOneTakesNobodysPlace) {
   const qv::TemporaryFolder folder;
-  write(folder / "keep", "other bytes");
+  writeFile(folder / "keep", "other bytes");
   ZipArchive archive;
   std::string error;
   ASSERT_TRUE(archive.create(folder / "keep", error));
   EXPECT_TRUE(archive.close(error)) << error;
-  EXPECT_EQ(wholeFile(folder / "keep"), "other bytes");
+  EXPECT_EQ(contentsOf(folder / "keep"), "other bytes");
 }
 
 }  // namespace
