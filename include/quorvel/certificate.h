@@ -65,4 +65,50 @@ class QUORVEL_API IQuorvelCert : public IQuorvelObject {
   virtual void LoadFromBinary(const Bytes& binaryBlob) = 0;
 };
 
+class QUORVEL_API IQuorvelCert2 : public IQuorvelCert {
+ public:
+  using Base = IQuorvelCert;
+  static constexpr std::string_view kInterfaceName = "IQuorvelCert2";
+
+  /// SHA-256 of the certificate: hexadecimal digits, two a byte, upper case, ":" between the bytes. What
+  /// people compare when they want to know whether it is the certificate that they know.
+  virtual std::string get_Fingerprint() = 0;
+};
+
+/// One of the places where certificates and private keys live (docs/secure-mail.md). Created as
+/// "QuorvelMail.QuorvelCertStore", then without a place: it holds nothing, and what changes it fails. Those
+/// that give 1 give 0 with an error report when they fail. Certificates are read by `Open`; what others
+/// change afterwards is not seen until it is opened again.
+class QUORVEL_API IQuorvelCertStore : public IQuorvelObject {
+ public:
+  using Base = IQuorvelObject;
+  static constexpr std::string_view kInterfaceName = "IQuorvelCertStore";
+
+  /// "my" (the user's own certificates), "people" (those of others), "received" (those that came with mail)
+  /// or "machine" (those of all users); gives 1. A place that is missing is empty, and made when something is
+  /// added.
+  virtual std::int32_t Open(std::string_view name) = 0;
+  /// The directory.
+  virtual std::string get_Location() = 0;
+  virtual std::int32_t get_NumCerts() = 0;
+  /// In the order in which they are searched; null when the index is out of range.
+  virtual Ref<IQuorvelCert2> GetCert(std::int32_t index) = 0;
+  /// 1 when its private key is here and can be used; else the log says why not.
+  virtual std::int32_t HasPrivateKey(std::int32_t index) = 0;
+  /// 1 also when it is there already.
+  virtual std::int32_t AddCert(IQuorvelCert* cert) = 0;
+  /// Adds the certificate of a file, with its private key where the file holds one: PKCS #12 (".p12",
+  /// ".pfx"), PEM or DER. The certificates of authorities beside it are left out. `password` opens what is
+  /// encrypted.
+  virtual std::int32_t ImportFile(std::string_view filename, std::string_view password) = 0;
+  /// 1 when a file can be imported with a password only.
+  virtual std::int32_t NeedsPassword(std::string_view filename) = 0;
+  /// Writes a certificate and its private key, as PKCS #12 that the password opens. The file takes the place
+  /// of one that exists, and only its owner may read it.
+  virtual std::int32_t ExportFile(std::int32_t index, std::string_view filename,
+                                  std::string_view password) = 0;
+  /// Removes a certificate and its private key. What was encrypted for it cannot be opened any more.
+  virtual std::int32_t RemoveCert(std::int32_t index) = 0;
+};
+
 }  // namespace quorvel

@@ -10,6 +10,7 @@
 namespace quorvel {
 
 class IQuorvelCert;
+class IQuorvelCert2;
 class IQuorvelZip4;
 
 /// Created as "QuorvelMail.QuorvelEmail". An index out of range, and a field or part that is not there, reads
@@ -223,7 +224,7 @@ class QUORVEL_API IQuorvelEmail3 : public IQuorvelEmail2 {
   virtual std::int32_t GetLayerWhole(std::int32_t index) = 0;
   /// The certificate of its signer, or the one whose key opened it. Null when it was not opened, and of a
   /// signature without signers.
-  virtual Ref<IQuorvelCert> GetLayerCert(std::int32_t index) = 0;
+  virtual Ref<IQuorvelCert2> GetLayerCert(std::int32_t index) = 0;
 };
 
 }  // namespace quorvel

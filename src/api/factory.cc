@@ -5,6 +5,7 @@
 #include <quorvel/component.h>
 
 #include "api/quorvel_cert.h"
+#include "api/quorvel_cert_store.h"
 #include "api/quorvel_email.h"
 #include "api/quorvel_email_bundle.h"
 #include "api/quorvel_log.h"
@@ -29,7 +30,9 @@ constexpr ClassInfo kClasses[] = {
     {CQuorvelEmail::kClassName, "IQuorvelEmail3", "QuorvelMail.QuorvelEmail", makeObject<CQuorvelEmail>},
     {CQuorvelEmailBundle::kClassName, "IQuorvelEmailBundle2", "QuorvelMail.QuorvelEmailBundle",
      makeObject<CQuorvelEmailBundle>},
-    {CQuorvelCert::kClassName, "IQuorvelCert", "QuorvelMail.QuorvelCert", makeObject<CQuorvelCert>},
+    {CQuorvelCert::kClassName, "IQuorvelCert2", "QuorvelMail.QuorvelCert", makeObject<CQuorvelCert>},
+    {CQuorvelCertStore::kClassName, "IQuorvelCertStore", "QuorvelMail.QuorvelCertStore",
+     makeObject<CQuorvelCertStore>},
     {CQvStringArray::kClassName, "IQvStringArray", "QuorvelMail.QvStringArray", makeObject<CQvStringArray>},
     {CQuorvelZip::kClassName, "IQuorvelZip4", "QuorvelMail.QuorvelZip", makeObject<CQuorvelZip>},
     {CQuorvelZipEntry::kClassName, "IQuorvelZipEntry4", "", nullptr},

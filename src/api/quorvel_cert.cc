@@ -84,6 +84,12 @@ std::string CQuorvelCert::get_SerialNumber() {
   });
 }
 
+std::string CQuorvelCert::get_Fingerprint() {
+  return publicRead(plain("get_Fingerprint"), [this](CLog*) {
+    return certificate_->isEmpty() ? std::string() : certificate_->context()->fingerprint();
+  });
+}
+
 double CQuorvelCert::date(std::string_view name, std::optional<CalendarTime> (CertContext::*read)() const) {
   return publicRead(plain(name), [&](CLog*) {
     double result = 0;

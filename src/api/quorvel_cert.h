@@ -16,7 +16,7 @@
 namespace qv {
 
 /// Holds one certificate, or none, and a log of its own.
-class CQuorvelCert final : public ObjectBase<quorvel::IQuorvelCert> {
+class CQuorvelCert final : public ObjectBase<quorvel::IQuorvelCert2> {
  public:
   static constexpr std::string_view kClassName = "CQuorvelCert";
 
@@ -55,6 +55,7 @@ class CQuorvelCert final : public ObjectBase<quorvel::IQuorvelCert> {
   void LoadFromFile(std::string_view filename) override;
   void LoadFromBase64(std::string_view encodedCert) override;
   void LoadFromBinary(const quorvel::Bytes& binaryBlob) override;
+  std::string get_Fingerprint() override;
 
  private:
   std::int32_t usage(std::string_view name, bool CertificateUsage::*flag);

@@ -150,7 +150,7 @@ class CQuorvelEmail final : public ObjectBase<quorvel::IQuorvelEmail3> {
   std::string GetLayerKind(std::int32_t index) override;
   std::int32_t GetLayerOpened(std::int32_t index) override;
   std::int32_t GetLayerWhole(std::int32_t index) override;
-  quorvel::Ref<quorvel::IQuorvelCert> GetLayerCert(std::int32_t index) override;
+  quorvel::Ref<quorvel::IQuorvelCert2> GetLayerCert(std::int32_t index) override;
   std::string get_ServerUidl() override;
 
  private:

@@ -106,8 +106,8 @@ std::int32_t CQuorvelEmail::GetLayerWhole(std::int32_t index) {
     return layer != nullptr && layer->isWhole ? 1 : 0;
   });
 }
-quorvel::Ref<quorvel::IQuorvelCert> CQuorvelEmail::GetLayerCert(std::int32_t index) {
-  return publicRead(plain("GetLayerCert"), [&](CLog*) -> quorvel::Ref<quorvel::IQuorvelCert> {
+quorvel::Ref<quorvel::IQuorvelCert2> CQuorvelEmail::GetLayerCert(std::int32_t index) {
+  return publicRead(plain("GetLayerCert"), [&](CLog*) -> quorvel::Ref<quorvel::IQuorvelCert2> {
     const SecurityLayer* layer = layerAt(email_->receivedSecurity(), index);
     if (layer == nullptr || !layer->certificate) return nullptr;
     return quorvel::make<CQuorvelCert>(layer->certificate);

@@ -230,6 +230,23 @@ constexpr Row kCert[] = {
     row<&IQuorvelCert::LoadFromBinary>(31, Kind::method, "LoadFromBinary", "binaryBlob", "Becomes the certificate of these bytes."),
 };
 
+constexpr Row kCert2[] = {
+    row<&IQuorvelCert2::get_Fingerprint>(32, Kind::get, "Fingerprint", "", "The certificate's SHA-256, to compare."),
+};
+
+constexpr Row kCertStore[] = {
+    row<&IQuorvelCertStore::Open>(1, Kind::method, "Open", "name", "Opens a place of certificates: my, people, received or machine."),
+    row<&IQuorvelCertStore::get_Location>(2, Kind::get, "Location", "", "The directory."),
+    row<&IQuorvelCertStore::get_NumCerts>(3, Kind::get, "NumCerts", "", "The number of certificates."),
+    row<&IQuorvelCertStore::GetCert>(4, Kind::method, "GetCert", "index", "A certificate, in the order in which they are searched."),
+    row<&IQuorvelCertStore::HasPrivateKey>(5, Kind::method, "HasPrivateKey", "index", "1 when a certificate's private key is here and can be used."),
+    row<&IQuorvelCertStore::AddCert>(6, Kind::method, "AddCert", "cert", "Adds a certificate; 1 also when it is there already."),
+    row<&IQuorvelCertStore::ImportFile>(7, Kind::method, "ImportFile", "filename, password", "Adds the certificate of a file, with its private key."),
+    row<&IQuorvelCertStore::NeedsPassword>(8, Kind::method, "NeedsPassword", "filename", "1 when a file can be imported with a password only."),
+    row<&IQuorvelCertStore::ExportFile>(9, Kind::method, "ExportFile", "index, filename, password", "Writes a certificate and its private key as PKCS #12."),
+    row<&IQuorvelCertStore::RemoveCert>(10, Kind::method, "RemoveCert", "index", "Removes a certificate and its private key."),
+};
+
 constexpr Row kStringArray[] = {
     row<&IQvStringArray::get_Count>(1, Kind::get, "Count", "", "The number of texts."),
     row<&IQvStringArray::Append>(2, Kind::method, "Append", "str", "Adds a text at the end."),
@@ -389,6 +406,8 @@ constexpr InterfaceRows kInterfaces[] = {
     {"IQuorvelEmail2", "IQuorvelEmail", kEmail2},
     {"IQuorvelEmail3", "IQuorvelEmail2", kEmail3},
     {"IQuorvelCert", "", kCert},
+    {"IQuorvelCert2", "IQuorvelCert", kCert2},
+    {"IQuorvelCertStore", "", kCertStore},
     {"IQvStringArray", "", kStringArray},
     {"IQuorvelEmailBundle", "", kBundle},
     {"IQuorvelEmailBundle2", "IQuorvelEmailBundle", kBundle2},

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "mime/transfer_coding.h"
+#include "platform/cert_bundle.h"
 #include "platform/files.h"
 
 namespace qv {
@@ -97,6 +98,7 @@ std::unique_ptr<CertificateStore> CertificateStore::openDirectory(const std::str
     return nullptr;
   }
   std::unique_ptr<CertificateStore> store(new CertificateStore(std::move(storage), std::move(spec), log));
+  store->directory_ = directory;
   store->isRegistry_ = !displayName.empty();
   store->displayName_ = displayName;
   return store;
@@ -172,6 +174,12 @@ std::unique_ptr<CertificateStore> CertificateStore::open(const CertStoreSpec& sp
   return nullptr;
 }
 
+std::unique_ptr<CertificateStore> CertificateStore::openForChanges(const CertStoreSpec& spec, CLog* log) {
+  if (spec.kind() != CertStoreSpec::kRegistry) return open(spec, false, log);
+  const auto directory = registryDirectory(spec.location(), spec.path(), log);
+  return directory ? openDirectory(*directory, spec, spec.path(), false, log) : nullptr;
+}
+
 void CertificateStore::logSkipped() {
   for (const CertStorage::Skipped& skipped : storage_->takeSkipped()) {
     logInfo(log_, "Skipped what holds no certificate that can be read");
@@ -180,11 +188,15 @@ void CertificateStore::logSkipped() {
   }
 }
 
-template <typename Wanted>
-std::unique_ptr<Certificate> CertificateStore::findFirst(std::string_view address, Wanted wanted) {
+const std::vector<CertContextPtr>& CertificateStore::certificates() {
   const auto& all = storage_->certificates();
   logSkipped();
-  for (const CertContextPtr& context : all) {
+  return all;
+}
+
+template <typename Wanted>
+std::unique_ptr<Certificate> CertificateStore::findFirst(std::string_view address, Wanted wanted) {
+  for (const CertContextPtr& context : certificates()) {
     auto certificate = std::make_unique<Certificate>(context, log_);
     if (certificate->matchesEmail(address) && wanted(*certificate)) return certificate;
   }
@@ -205,13 +217,17 @@ CertContextPtr CertificateStore::find(const CertId& id) {
   return found;
 }
 
+void CertificateStore::logAdding(const Certificate& certificate) {
+  logData(log_, "adding_cert", certificate.getSubjectName());
+  logData(log_, "cert_store_location", describe());
+}
+
 bool CertificateStore::addCertificate(const Certificate* certificate) {
   if (certificate == nullptr) {
     logError(log_, "NULL value passed to addCertificate");
     return false;
   }
-  logData(log_, "adding_cert", certificate->getSubjectName());
-  logData(log_, "cert_store_location", describe());
+  logAdding(*certificate);
   if (storage_ == nullptr || certificate->isEmpty()) {
     logError(log_, "addCertificate internal error");
     return false;
@@ -241,6 +257,42 @@ bool CertificateStore::addWithKey(const Certificate& certificate, std::string_vi
   std::string error = "no certificate";
   if (!certificate.isEmpty() && storage_->addWithKey(*certificate.context(), key, error)) return true;
   logError(log_, "(addWithKey)" + error);
+  return false;
+}
+
+bool CertificateStore::importFile(std::string_view path, std::string_view password) {
+  CertBundle bundle;
+  std::string error;
+  if (!readBundle(path, password, bundle, error)) {
+    logError(log_, "(importFile)" + error);
+    logData(log_, "filename", path);
+    return false;
+  }
+  if (bundle.numOthers > 0) logDataLong(log_, "num_certs_left_out", static_cast<long>(bundle.numOthers));
+  const Certificate certificate(bundle.certificate, log_);
+  if (bundle.key.bytes.empty()) return addCertificate(&certificate);
+  logAdding(certificate);
+  return addWithKey(certificate, bundle.key.bytes);
+}
+
+bool CertificateStore::exportFile(std::size_t index, std::string_view path, std::string_view password) {
+  std::string error = "There is no such certificate";
+  const auto& all = certificates();
+  if (index < all.size() && writeBundle(path, *all[index], password, error)) return true;
+  logError(log_, "(exportFile)" + error);
+  logData(log_, "filename", path);
+  return false;
+}
+
+bool CertificateStore::remove(std::size_t index) {
+  const auto& all = certificates();
+  if (index < all.size()) {
+    logData(log_, "removing_cert", Certificate(all[index], nullptr).getSubjectName());
+    logData(log_, "cert_store_location", describe());
+  }
+  std::string error;
+  if (storage_->remove(index, error)) return save();
+  logError(log_, "(remove)" + error);
   return false;
 }
 

@@ -66,6 +66,8 @@ class CertificateStore final : public QuorvelObject {
   /// A file of certificates, made when missing; nobody else has it open meanwhile.
   static std::unique_ptr<CertificateStore> openFileStore(std::string_view path, bool readOnly, CLog* log);
   static std::unique_ptr<CertificateStore> open(const CertStoreSpec& spec, bool readOnly, CLog* log);
+  /// For reading and writing; a registry store that is missing is an empty one, made when something is added.
+  static std::unique_ptr<CertificateStore> openForChanges(const CertStoreSpec& spec, CLog* log);
 
   /// Null when there is none.
   std::unique_ptr<Certificate> findByEmail(std::string_view address);
@@ -75,9 +77,20 @@ class CertificateStore final : public QuorvelObject {
   bool addCertificate(const Certificate* certificate);
   /// Adds a certificate with its private key (DER or PEM).
   bool addWithKey(const Certificate& certificate, std::string_view key);
+  /// Adds the certificate of a file, with its private key where the file holds that: PKCS #12, PEM or DER.
+  /// `password` opens what is encrypted.
+  bool importFile(std::string_view path, std::string_view password);
+  /// Writes the certificate at an index and its private key to a file, as PKCS #12.
+  bool exportFile(std::size_t index, std::string_view path, std::string_view password);
+  /// Removes the certificate at an index, and its private key.
+  bool remove(std::size_t index);
+  /// All of them, in the order in which they are searched.
+  const std::vector<CertContextPtr>& certificates();
   /// Writes a file store; the others are written as they change.
   bool save();
   StringBuffer describe() const;
+  /// Where it lies; empty for a file store.
+  const std::string& directory() const noexcept { return directory_; }
   const CertStoreSpec& spec() const noexcept { return spec_; }
 
  private:
@@ -88,10 +101,12 @@ class CertificateStore final : public QuorvelObject {
   template <typename Wanted>
   std::unique_ptr<Certificate> findFirst(std::string_view address, Wanted wanted);
   void logSkipped();
+  void logAdding(const Certificate& certificate);
 
   std::unique_ptr<CertStorage> storage_;
   CertStoreSpec spec_;
   CLog* log_;
+  std::string directory_;
   bool isRegistry_ = false;
   StringBuffer displayName_;
 };

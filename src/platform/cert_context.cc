@@ -266,6 +266,22 @@ std::string CertContext::serialNumber() const {
   return text;
 }
 
+std::string CertContext::fingerprint() const {
+  std::array<unsigned char, EVP_MAX_MD_SIZE> digest;
+  unsigned size = 0;
+  const Owned<EVP_MD> sha256(EVP_MD_fetch(ossl::context(), "SHA256", nullptr));
+  if (!sha256 || X509_digest(held_->x509.get(), sha256.get(), digest.data(), &size) != 1) {
+    ossl::takeErrorText();
+    return {};
+  }
+  std::string text;
+  for (unsigned i = 0; i < size; ++i) {
+    if (i > 0) text += ':';
+    appendHex({reinterpret_cast<const char*>(&digest[i]), 1}, "0123456789ABCDEF", text);
+  }
+  return text;
+}
+
 std::optional<CalendarTime> CertContext::validFrom() const {
   return calendarTime(X509_get0_notBefore(held_->x509.get()));
 }

@@ -61,6 +61,9 @@ class CertContext {
   /// The purposes as dotted numbers (4.2.1.12); nothing without that extension, none when it cannot be read.
   std::optional<std::vector<std::string>> extendedKeyUsage() const;
 
+  /// SHA-256 over the DER form: upper-case hexadecimal digits, two a byte, with ":" between the bytes.
+  std::string fingerprint() const;
+
   /// The dotted number of the algorithm that the certificate itself is signed with, and the DER of its
   /// parameters (empty when there are none).
   struct Algorithm {

@@ -2,165 +2,33 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <openssl/pem.h>
 #include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <map>
-#include <system_error>
 #include <utility>
 
-#include "platform/clock.h"
 #include "platform/files.h"
-#include "platform/openssl_support.h"
+#include "platform/private_files.h"
+#include "platform/private_keys.h"
 #include "platform/wipe.h"
 
 namespace qv {
 namespace {
 
+using private_files::failed;
+using private_files::Handle;
+using private_files::openAt;
+using private_files::readAll;
+using private_files::readFile;
+using private_files::writePrivate;
+
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
-constexpr std::size_t kLargestKeyFile = std::size_t{64} << 10;
 constexpr std::string_view kEndings[] = {".cer", ".crt", ".der", ".pem"};
-
-bool failed(int error, std::string& text) {
-  text = std::system_category().message(error);
-  return false;
-}
-
-/// An open file, closed at the end of the scope.
-class Handle {
- public:
-  explicit Handle(int handle = -1) : handle_(handle) {}
-  Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, -1)) {}
-  Handle& operator=(Handle&& other) noexcept {
-    std::swap(handle_, other.handle_);
-    return *this;
-  }
-  ~Handle() {
-    if (handle_ >= 0) ::close(handle_);
-  }
-  bool isOpen() const { return handle_ >= 0; }
-  int get() const { return handle_; }
-
- private:
-  int handle_;
-};
-
-Handle openAt(const std::string& path, int flags, mode_t mode = 0) {
-  if (path.find('\0') != std::string::npos) {
-    errno = ENOENT;
-    return Handle();
-  }
-  int handle = ::open(path.c_str(), flags | O_CLOEXEC, mode);
-  while (handle < 0 && errno == EINTR) handle = ::open(path.c_str(), flags | O_CLOEXEC, mode);
-  return Handle(handle);
-}
-
-// Reads all of a regular file. Room is made once, so that no copy of a secret is left behind.
-bool readAll(const Handle& file, std::size_t largest, std::string& bytes, std::string& error) {
-  struct stat status {};
-  if (fstat(file.get(), &status) != 0) return failed(errno, error);
-  if (!S_ISREG(status.st_mode)) {
-    error = "not a regular file";
-    return false;
-  }
-  const auto size = static_cast<std::size_t>(status.st_size);
-  if (size > largest) {
-    error = "too large";
-    return false;
-  }
-  bytes.resize(size);
-  std::size_t received = 0;
-  while (received < size) {
-    const ssize_t count = ::read(file.get(), bytes.data() + received, size - received);
-    if (count == 0) break;
-    if (count > 0) {
-      received += static_cast<std::size_t>(count);
-    } else if (errno != EINTR) {
-      return failed(errno, error);
-    }
-  }
-  bytes.resize(received);
-  return true;
-}
-
-bool writeAll(const Handle& file, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(file.get(), bytes.data(), bytes.size());
-    if (written >= 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno != EINTR) {
-      return false;
-    }
-  }
-  return true;
-}
-
-// Writes a file that only its owner can read and puts it in the place of `path`. `lock` takes the lock on it
-// and keeps it open, where that is wanted.
-bool writePrivate(const std::string& path, std::string_view bytes, Handle* lock, std::string& error) {
-  static std::atomic<unsigned> counter{0};
-  char suffix[64];
-  std::snprintf(suffix, sizeof suffix, ".qv%x-%x-%llx.tmp", static_cast<unsigned>(getpid()), counter++,
-                static_cast<unsigned long long>(fastCounter()));
-  const std::size_t slash = path.rfind('/');
-  const std::string sibling = (slash == std::string::npos ? "" : path.substr(0, slash + 1)) + suffix;
-  Handle file = openAt(sibling, O_RDWR | O_CREAT | O_EXCL, 0600);
-  if (!file.isOpen()) return failed(errno, error);
-  const bool isLocked = lock == nullptr || flock(file.get(), LOCK_EX | LOCK_NB) == 0;
-  const bool isWritten = isLocked && writeAll(file, bytes) && (fsync(file.get()) == 0 || errno == EINVAL);
-  if (!isWritten || rename(sibling.c_str(), path.c_str()) != 0) {
-    const int reason = errno;
-    unlink(sibling.c_str());
-    return failed(reason, error);
-  }
-  if (lock != nullptr) *lock = std::move(file);
-  return true;
-}
-
-bool readFile(const std::string& path, std::size_t largest, std::string& bytes, std::string& error) {
-  // Without waiting, so that a pipe nobody writes to cannot stop the caller.
-  const Handle file = openAt(path, O_RDONLY | O_NONBLOCK);
-  return file.isOpen() ? readAll(file, largest, bytes, error) : failed(errno, error);
-}
-
-// No key asks for a pass phrase: nobody is there to be asked.
-int noPassPhrase(char*, int, int, void*) {
-  return -1;
-}
-
-ossl::Owned<EVP_PKEY> parseKey(std::string_view bytes, std::string& error) {
-  ossl::Owned<EVP_PKEY> key;
-  if (bytes.find("-----BEGIN ") != std::string_view::npos) {
-    if (const ossl::Owned<BIO> bio = ossl::readerOf(bytes)) {
-      key.reset(
-          PEM_read_bio_PrivateKey_ex(bio.get(), nullptr, noPassPhrase, nullptr, ossl::context(), nullptr));
-    }
-  } else {
-    const auto* at = reinterpret_cast<const unsigned char*>(bytes.data());
-    key.reset(d2i_AutoPrivateKey_ex(nullptr, &at, static_cast<long>(bytes.size()), ossl::context(), nullptr));
-  }
-  if (!key) error = "private key: " + ossl::takeErrorText("not a private key");
-  return key;
-}
-
-bool belongTogether(const CertContext& certificate, EVP_PKEY* key, std::string& error) {
-  if (X509_check_private_key(ossl::x509Of(certificate), key) == 1) return true;
-  error = "private key: " + ossl::takeErrorText("of another certificate");
-  return false;
-}
-
-/// A text that is wiped at the end.
-struct Secret {
-  std::string bytes;
-  ~Secret() { wipe(bytes.data(), bytes.size()); }
-};
 
 std::string_view stemOf(std::string_view name) {
   return name.substr(0, name.rfind('.'));
@@ -172,17 +40,45 @@ class DirectoryStorage final : public CertStorage {
 
   bool addWithKey(const CertContext& certificate, std::string_view key, std::string& error) override {
     if (isReadOnly(error)) return false;
-    const ossl::Owned<EVP_PKEY> parsed = parseKey(key, error);
-    if (!parsed || !belongTogether(certificate, parsed.get(), error)) return false;
-    loadOnce();
+    const ossl::Owned<EVP_PKEY> parsed = ossl::parseKey(key, {}, error);
+    if (!parsed || !ossl::belongTogether(certificate, parsed.get(), error)) return false;
+    const std::size_t index = indexOf(certificate.id());
+    const std::string name = index == kNone ? certificate.fileStem() + ".cer" : names_[index];
+    const std::string path = keyPath(stemOf(name));
     // The key first: whoever finds the certificate finds its key.
-    return makeDirectories(path_ + "/keys", error) &&
-           writePrivate(keyPath(certificate.fileStem()), key, nullptr, error) &&
-           write(certificate, certificate.fileStem() + ".cer", kNone, error);
+    return makeDirectories(path_ + "/keys", error) && isFreeFor(certificate, path, error) &&
+           writePrivate(path, key, nullptr, error) && write(certificate, name, index, error);
   }
   bool save(std::string&) override { return true; }
 
  private:
+  // A key that belongs to another certificate is not replaced. What is none is no loss.
+  static bool isFreeFor(const CertContext& certificate, const std::string& path, std::string& error) {
+    Secret there;
+    std::string reason;
+    if (!readFile(path, ossl::kLargestKeyFile, there.bytes, reason)) return true;
+    const ossl::Owned<EVP_PKEY> key = ossl::parseKey(there.bytes, {}, reason);
+    if (!key || ossl::belongTogether(certificate, key.get(), reason)) return true;
+    error = "The key of another certificate has the file " + path;
+    return false;
+  }
+
+  bool takeOut(std::size_t index, std::string& error) override {
+    const std::string_view stem = stemOf(names_[index]);
+    const auto shares = [&](const std::string& name) { return stemOf(name) == stem; };
+    const bool isOwnKey = std::count_if(names_.begin(), names_.end(), shares) == 1;
+    // The key first: a certificate that is left can be removed again, and a key alone would be seen by
+    // nobody.
+    if (isOwnKey && !unlinked(keyPath(stem), error)) return false;
+    if (!unlinked(path_ + "/" + names_[index], error)) return false;
+    names_.erase(names_.begin() + static_cast<std::ptrdiff_t>(index));
+    return true;
+  }
+
+  static bool unlinked(const std::string& path, std::string& error) {
+    return unlink(path.c_str()) == 0 || errno == ENOENT || failed(errno, error);
+  }
+
   std::string keyPath(std::string_view stem) const {
     return std::string(path_).append("/keys/").append(stem).append(".key");
   }
@@ -291,6 +187,11 @@ class FileStorage final : public CertStorage {
     return true;
   }
 
+  bool takeOut(std::size_t, std::string&) override {
+    isChanged_ = true;
+    return true;
+  }
+
   std::string path_;
   Handle file_;
   bool isChanged_ = false;
@@ -391,6 +292,18 @@ CertStorage::Added CertStorage::add(const CertContext& certificate, std::string&
   return put(certificate, index == kNone ? nullptr : &index, error) ? Added::added : Added::failed;
 }
 
+bool CertStorage::remove(std::size_t index, std::string& error) {
+  loadOnce();
+  if (index >= certificates_.size()) {
+    error = "There is no such certificate";
+    return false;
+  }
+  if (isReadOnly(error) || !takeOut(index, error)) return false;
+  certificates_.erase(certificates_.begin() + static_cast<std::ptrdiff_t>(index));
+  index_.reset();
+  return true;
+}
+
 bool CertStorage::isReadOnly(std::string& error) const {
   if (readOnly_) error = "The certificate store is open for reading only";
   return readOnly_;
@@ -400,33 +313,8 @@ std::vector<CertStorage::Skipped> CertStorage::takeSkipped() {
   return std::exchange(skipped_, {});
 }
 
-namespace ossl {
-
-Owned<EVP_PKEY> loadKey(const CertContext& certificate, std::string& error) {
-  if (certificate.keyFile().empty()) {
-    error = "The private key of the certificate is not here";
-    return nullptr;
-  }
-  const Handle file = openAt(certificate.keyFile(), O_RDONLY | O_NONBLOCK);
-  struct stat status {};
-  if (!file.isOpen() || fstat(file.get(), &status) != 0) {
-    failed(errno, error);
-    error.insert(0, "private key: ");
-    return nullptr;
-  }
-  if ((status.st_mode & 077) != 0) {
-    error = "private key: others may read the file, its mode must be 0600";
-    return nullptr;
-  }
-  Secret secret;
-  if (!readAll(file, kLargestKeyFile, secret.bytes, error)) {
-    error.insert(0, "private key: ");
-    return nullptr;
-  }
-  Owned<EVP_PKEY> key = parseKey(secret.bytes, error);
-  if (key && !belongTogether(certificate, key.get(), error)) key.reset();
-  return key;
+bool canUseKey(const CertContext& certificate, std::string& error) {
+  return ossl::loadKey(certificate, error) != nullptr;
 }
 
-}  // namespace ossl
 }  // namespace qv

@@ -59,6 +59,8 @@ class CertStorage {
   Added add(const CertContext& certificate, std::string& error);
   /// Adds a certificate with its private key (DER or PEM), which must belong to it. False with the reason.
   virtual bool addWithKey(const CertContext& certificate, std::string_view key, std::string& error) = 0;
+  /// Removes the certificate at an index, and its private key.
+  bool remove(std::size_t index, std::string& error);
   /// Writes what was added and is not yet written.
   virtual bool save(std::string& error) = 0;
   /// What was skipped so far, once.
@@ -69,13 +71,15 @@ class CertStorage {
   virtual void load(std::vector<CertContextPtr>& certificates, std::vector<Skipped>& skipped) = 0;
   /// Writes a certificate, in place of `replaced` (an index) when it is not null.
   virtual bool put(const CertContext& certificate, const std::size_t* replaced, std::string& error) = 0;
+  /// Removes what is kept of the certificate at an index, which is one.
+  virtual bool takeOut(std::size_t index, std::string& error) = 0;
   bool isReadOnly(std::string& error) const;
   void loadOnce();
   std::vector<CertContextPtr>& loaded() noexcept { return certificates_; }
 
- private:
   std::size_t indexOf(const CertId& id);
 
+ private:
   bool readOnly_;
   bool isLoaded_ = false;
   std::vector<CertContextPtr> certificates_;
@@ -83,5 +87,8 @@ class CertStorage {
   struct Index;
   std::shared_ptr<Index> index_;
 };
+
+/// Whether the private key of a certificate is here and can be used; else why not.
+bool canUseKey(const CertContext& certificate, std::string& error);
 
 }  // namespace qv

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/openssl_support.h"
+#include "platform/private_keys.h"
 
 namespace qv::crypt {
 namespace {

@@ -5,6 +5,7 @@
 #include <openssl/bio.h>
 #include <openssl/cms.h>
 #include <openssl/evp.h>
+#include <openssl/pkcs12.h>
 #include <openssl/pkcs7.h>
 #include <openssl/types.h>
 #include <openssl/x509.h>
@@ -23,7 +24,16 @@ struct Free {
   void operator()(EVP_CIPHER* cipher) const noexcept { EVP_CIPHER_free(cipher); }
   void operator()(EVP_MD* digest) const noexcept { EVP_MD_free(digest); }
   void operator()(EVP_PKEY* key) const noexcept { EVP_PKEY_free(key); }
+  void operator()(PKCS12* bundle) const noexcept { PKCS12_free(bundle); }
+  void operator()(PBE2PARAM* parameters) const noexcept { PBE2PARAM_free(parameters); }
+  void operator()(PBEPARAM* parameters) const noexcept { PBEPARAM_free(parameters); }
+  void operator()(PBKDF2PARAM* parameters) const noexcept { PBKDF2PARAM_free(parameters); }
   void operator()(PKCS7* message) const noexcept { PKCS7_free(message); }
+  void operator()(PKCS8_PRIV_KEY_INFO* key) const noexcept { PKCS8_PRIV_KEY_INFO_free(key); }
+  void operator()(STACK_OF(PKCS7) * all) const noexcept { sk_PKCS7_pop_free(all, PKCS7_free); }
+  void operator()(STACK_OF(PKCS12_SAFEBAG) * all) const noexcept {
+    sk_PKCS12_SAFEBAG_pop_free(all, PKCS12_SAFEBAG_free);
+  }
   void operator()(X509* certificate) const noexcept { X509_free(certificate); }
   void operator()(STACK_OF(X509) * certificates) const noexcept { sk_X509_pop_free(certificates, X509_free); }
 };
@@ -48,9 +58,5 @@ X509* x509Of(const CertContext& context) noexcept;
 
 /// What names a certificate by its issuer and serial number.
 CertId idOf(const X509_NAME* issuer, const ASN1_INTEGER* serial);
-
-/// The private key of a certificate, from its file. Null with the reason in `error` when it has none, or one
-/// that is damaged, open to others or another certificate's.
-Owned<EVP_PKEY> loadKey(const CertContext& certificate, std::string& error);
 
 }  // namespace qv::ossl

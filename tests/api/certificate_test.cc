@@ -18,14 +18,25 @@
 namespace {
 
 using quorvel::IQuorvelCert;
+using quorvel::IQuorvelCert2;
+using quorvel::IQuorvelCertStore;
 using quorvel::IQuorvelEmail3;
 using quorvel::Ref;
 using qv_test::jane;
 using qv_test::newEmail;
 using qv_test::reported;
 
-Ref<IQuorvelCert> newCert() {
-  return quorvel::create<IQuorvelCert>("QuorvelMail.QuorvelCert");
+Ref<IQuorvelCert2> newCert() {
+  return quorvel::create<IQuorvelCert2>("QuorvelMail.QuorvelCert");
+}
+
+std::string fingerprintOf(const qv_test::Identity& identity) {
+  unsigned char digest[32];
+  EVP_Digest(identity.der.data(), identity.der.size(), digest, nullptr, EVP_sha256(), nullptr);
+  char text[100];
+  std::size_t size = 0;
+  OPENSSL_buf2hexstr_ex(text, sizeof text, &size, digest, sizeof digest, ':');
+  return text;
 }
 
 TEST(CertObject, ShowsItsCertificate) {
@@ -44,7 +55,8 @@ TEST(CertObject, ShowsItsCertificate) {
                              .issuer = &issuer,
                              .from = 1015354987});
   const auto cert = newCert();
-  EXPECT_EQ(cert->get_SubjectCN() + cert->get_SerialNumber() + cert->get_IssuerE(), "");
+  EXPECT_EQ(cert->get_SubjectCN() + cert->get_SerialNumber() + cert->get_IssuerE() + cert->get_Fingerprint(),
+            "");
   EXPECT_EQ(cert->get_ValidFrom(), 0);
   cert->LoadFromBinary({identity.der.begin(), identity.der.end()});
   EXPECT_EQ(reported(), "(none)");
@@ -54,6 +66,7 @@ TEST(CertObject, ShowsItsCertificate) {
             "n|u|o, p|l|s|DE|e@x");
   EXPECT_EQ(cert->get_IssuerCN() + "|" + cert->get_IssuerO() + "|" + cert->get_IssuerE(), "Root|a \"b\", c|");
   EXPECT_EQ(cert->get_SerialNumber(), "0ABC");
+  EXPECT_EQ(cert->get_Fingerprint(), fingerprintOf(identity));
   EXPECT_NEAR(cert->get_ValidFrom(), 37320.79383, 0.0001);
   EXPECT_GT(cert->get_ValidTo(), 70000);
   EXPECT_EQ(cert->get_ForSecureEmail(), 1);
@@ -117,6 +130,53 @@ TEST(CertObject, LoadsWhatIsACertificate) {
   EXPECT_NE(qv::contentsOf(folder / "log.xml").find("no cert context found"), std::string::npos);
   empty->SaveXmlLog("/no/such/folder/log.xml");
   EXPECT_EQ(reported(), "Failed to save XML log");
+}
+
+TEST(CertStoreObject, KeepsCertificates) {
+  const qv_test::TemporaryStores stores;
+  const qv::TemporaryFolder folder;
+  const std::string pem = folder / "jane.pem", bundle = folder / "jane.p12";
+  qv::writeFile(pem, jane().certificate().context()->pem() + jane().keyPem);
+  const auto store = quorvel::create<IQuorvelCertStore>("QuorvelMail.QuorvelCertStore");
+  EXPECT_EQ(store->Open("nowhere"), 0);
+  EXPECT_EQ(reported(), "There is no certificate store of that name.");
+  const struct {
+    const char* name;
+    std::string location;
+  } rows[] = {
+      {"my", stores / "current_user/my"},
+      {"people", stores / "current_user/registry/Software/Microsoft/SystemCertificates/AddressBook"},
+      {"received", stores / "local_machine/registry/Software/Quorvel/SystemCertificates"},
+      {"machine", stores / "local_machine/my"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(store->Open(row.name), 1) << reported();
+    EXPECT_EQ(store->get_Location(), row.location);
+    EXPECT_EQ(store->get_NumCerts(), 0);
+    const auto cert = newCert();
+    EXPECT_EQ(store->AddCert(cert.get()) + store->AddCert(nullptr), 0);
+    EXPECT_EQ(reported(), "Failed to get encoded certificate");
+    cert->SetFromEncoded(jane().base64());
+    EXPECT_EQ(store->AddCert(cert.get()) + store->AddCert(cert.get()), 2);
+    EXPECT_EQ(store->HasPrivateKey(0), 0);
+    EXPECT_EQ(store->ExportFile(0, bundle, "x"), 0);
+    EXPECT_EQ(store->ImportFile(pem, ""), 1) << reported();
+    EXPECT_EQ(store->get_NumCerts(), 1);
+    EXPECT_EQ(store->HasPrivateKey(0), 1);
+    EXPECT_EQ(store->HasPrivateKey(1) + store->HasPrivateKey(-1), 0);
+    EXPECT_EQ(store->GetCert(0)->GetEncoded(), jane().base64());
+    EXPECT_FALSE(store->GetCert(1) || store->GetCert(-1));
+    EXPECT_EQ(store->ExportFile(0, bundle, "x"), 1) << reported();
+    EXPECT_EQ(store->NeedsPassword(bundle), 1);
+    EXPECT_EQ(store->NeedsPassword(pem), 0);
+    EXPECT_EQ(store->RemoveCert(1) + store->RemoveCert(-1), 0);
+    EXPECT_EQ(store->RemoveCert(0), 1);
+    EXPECT_EQ(store->ImportFile(bundle, "y"), 0);
+    EXPECT_NE(reported().find("The password is not the right one"), std::string::npos);
+    EXPECT_EQ(store->ImportFile(bundle, "x"), 1) << reported();
+    EXPECT_EQ(store->Open(row.name), 1);
+    EXPECT_EQ(store->HasPrivateKey(0), 1);
+  }
 }
 
 TEST(EmailSecurity, TakesNoEmptyCertificate) {

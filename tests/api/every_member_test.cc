@@ -114,7 +114,7 @@ class EveryMember : public ::testing::Test {
       return zip->AppendEmail(qv_test::newEmail().get());
     }
     for (const char* name : {"QuorvelMailMan", "QuorvelEmail", "QuorvelEmailBundle", "QuorvelZip",
-                             "QvStringArray", "QuorvelCert"}) {
+                             "QvStringArray", "QuorvelCert", "QuorvelCertStore"}) {
       const auto object = quorvel::create("QuorvelMail." + std::string(name));
       if (!object->implements(interfaceName) ||
           quorvel::members(*object).back().interfaceName != interfaceName) {

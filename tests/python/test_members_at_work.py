@@ -226,6 +226,7 @@ PEOPLE = [
      ["DE", "Bayern", "Fürth", "Ex", "Post", "Me Roe", "me@example.org"]),
     ("[getattr(cert, 'Issuer' + each) for each in 'C S L O OU CN E'.split()]",
      ["DE", "Bayern", "Fürth", "Ex", "Post", "Me Roe", "me@example.org"]),
+    ("cert.Fingerprint", re.compile("^([0-9A-F]{2}:){31}[0-9A-F]{2}$")),
     ("cert.SerialNumber", re.compile("^[0-9a-fA-F]+$")),
     ("(cert.ValidTo - cert.ValidFrom).days", 30),
     ("(cert.ForSecureEmail, cert.ForServerAuthentication, cert.ForClientAuthentication)", (1, 1, 1)),
@@ -249,6 +250,12 @@ PEOPLE = [
     ("(other.NumSecurityLayers, other.GetLayerKind(0), other.GetLayerOpened(0), other.GetLayerWhole(0))",
      (1, "encrypted", 1, 1)),
     ("other.GetLayerCert(0).SubjectE", "me@example.org"),
+    ("store.Open('my')", 1), ("store.Location.endswith('/stores/current_user/my')", True),
+    ("(store.NumCerts, store.GetCert(0).SubjectE, store.HasPrivateKey(0))", (1, "me@example.org", 1)),
+    ("store.ExportFile(0, file('me.p12'), 'pw')", 1), ("store.NeedsPassword(file('me.p12'))", 1),
+    ("store.RemoveCert(0)", 1), ("store.NumCerts", 0),
+    ("store.ImportFile(file('me.p12'), 'pw')", 1), ("(store.NumCerts, store.HasPrivateKey(0))", (1, 1)),
+    ("store.Open('people')", 1), ("store.AddCert(cert)", 1), ("(store.NumCerts, store.HasPrivateKey(0))", (1, 0)),
 ]
 
 
@@ -307,7 +314,7 @@ class MembersAtWork(unittest.TestCase):
                      read=lambda name: (self.folder / name).read_bytes(), **more)
         for name, made in (("email", "QuorvelEmail"), ("other", "QuorvelEmail"), ("bundle", "QuorvelEmailBundle"),
                            ("mailman", "QuorvelMailMan"), ("archive", "QuorvelZip"), ("array", "QvStringArray"),
-                           ("more", "QvStringArray"), ("cert", "QuorvelCert")):
+                           ("more", "QvStringArray"), ("cert", "QuorvelCert"), ("store", "QuorvelCertStore")):
             names[name] = quorvel.create("QuorvelMail." + made)
         names["mailman"].connect(lambda *event: events.append(event))
         return names
