@@ -42,6 +42,9 @@ class SmtpDialogue {
   std::string_view transcript() const noexcept { return transcript_; }
   Phase phase() const noexcept { return phase_; }
   void setPhase(Phase phase) noexcept { phase_ = phase; }
+  /// Whether this server is known to hold a transaction open that no recipient came of.
+  bool holdsTransactions() const noexcept { return holdsTransactions_; }
+  void setHoldsTransactions() noexcept { holdsTransactions_ = true; }
 
   /// Sends bytes as they are. The transcript gets the first 2,500 of them.
   bool sendCommand(std::string_view bytes, CLog* log, ProgressMonitor* progress = nullptr);
@@ -70,6 +73,7 @@ class SmtpDialogue {
   SecretMask hidden_;
   std::size_t replyLength_ = 0;  // of the lines read since something was sent
   Phase phase_ = Phase::idle;
+  bool holdsTransactions_ = false;
 };
 
 /// Whether a line is the last one of its reply: any but one with '-' behind the code (RFC 5321 4.2.1).

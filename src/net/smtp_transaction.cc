@@ -96,10 +96,14 @@ bool Transaction::offerSender() {
   bool accepted = isMailboxText(sender, "sender's address", log_);
   if (accepted) {
     const bool leftOpen = dialogue_.phase() != SmtpDialogue::Phase::idle;
-    accepted = mailFrom();
+    const auto resetFirst = [&] { return command("RSET\r\n", {}, 250) && mailFrom(); };
     // A server that refused all recipients of the last message may still hold that transaction open and
-    // answer 503 (RFC 5321 4.1.4).
-    if (!accepted && leftOpen) accepted = command("RSET\r\n", {}, 250) && mailFrom();
+    // answer 503 (RFC 5321 4.1.4). It is not made to say so twice: some end the session after a few errors.
+    accepted = leftOpen && dialogue_.holdsTransactions() ? resetFirst() : mailFrom();
+    if (!accepted && leftOpen && !dialogue_.holdsTransactions()) {
+      dialogue_.setHoldsTransactions();
+      accepted = resetFirst();
+    }
   }
   if (!accepted) {
     StringBuffer message("Failed when sending MAIL FROM:<");
