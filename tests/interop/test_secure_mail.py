@@ -12,7 +12,10 @@ import unittest
 import quorvel
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "python"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 from smtp_server import SmtpServer  # noqa: E402
+import dovecot_server  # noqa: E402
+import exim_server  # noqa: E402
 
 OPENSSL = shutil.which("openssl")
 GPGSM = shutil.which("gpgsm") and shutil.which("gpg-agent")
@@ -249,6 +252,74 @@ class Openssl(Case):
         for content in (self.signed(content=inside), self.signed("-nodetach", content=inside),
                         self.encrypted("-des3", content=self.signed("-nodetach", content=inside))):
             self.assert_read(content, (1, 1, 1, 1, 1, 1))
+
+
+WHY_NO_SERVERS = exim_server.why_not() or dovecot_server.why_not()
+
+
+@unittest.skipIf(WHY_NO_SERVERS, f"the way through Exim and Dovecot left out: {WHY_NO_SERVERS}")
+class OnTheWay(Case):
+    """What is signed and encrypted comes through Exim and Dovecot as it was sent."""
+
+    BODIES = {
+        "ASCII": "plain text\r\n",
+        "dots and From": TEXT + ".\r\n.x\r\nFrom me\r\n>From you\r\n",
+        "8 bits": "Gr\u00fc\u00dfe, 100 \u20ac\r\n\u00a0 \r\ntrailing blanks  \r\n",
+        "long lines": "x" * 990 + "\r\n" + "\u00fc" * 400 + "\r\n" + "y" * 5000 + "\r\n",
+        "no line end": "abc",
+    }
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.exim = exim_server.EximServer(["max"])
+        cls.addClassCleanup(cls.exim.stop)
+        cls.dovecot = dovecot_server.DovecotServer(cls.exim)
+        cls.addClassCleanup(cls.dovecot.stop)
+
+    def email(self, name, body, attached, sign, encrypt):
+        email = quorvel.create("QuorvelMail.QuorvelEmail")
+        email.From = "rsa2048@example.org"
+        email.AddTo("", "max@test")
+        email.Subject, email.Body = name, body
+        if attached is not None:
+            path = self.folder / "attached.bin"
+            path.write_bytes(attached)
+            email.AddFileAttachment(str(path))
+        certificate = quorvel.create("QuorvelMail.QuorvelCert")
+        certificate.LoadFromFile(str(self.people.cert("rsa4096")))
+        email.SetEncryptCert(certificate)
+        email.SetAlgorithm3DES()
+        email.SendSigned, email.SendEncrypted = sign, encrypt
+        return email
+
+    def test_every_kind_arrives_as_it_was_sent(self):
+        sender, reader = (quorvel.create("QuorvelMail.QuorvelMailMan") for _ in range(2))
+        sender.SmtpHost, sender.SmtpPort, sender.SmtpAuthMethod = self.exim.address, self.exim.port, "NONE"
+        reader.MailHost, reader.MailPort = self.dovecot.address, self.dovecot.port
+        reader.PopUsername, reader.PopPassword = "max", "secret"
+        rows = {}
+        for sign, encrypt in ((1, 0), (0, 1), (1, 1)):
+            for name, body in self.BODIES.items():
+                for attached in (None, bytes(range(256)) * 100):
+                    subject = f"{name} {sign}{encrypt} {attached is not None}"
+                    rows[subject] = (body, attached, sign, encrypt)
+                    self.assertEqual(sender.SendEmail(self.email(subject, *rows[subject])), 1)
+        self.exim.delivered("max", len(rows), seconds=120)
+        bundle = reader.TransferMail()
+        self.assertEqual(bundle.MessageCount, len(rows))
+        for n in range(bundle.MessageCount):
+            email = bundle.GetEmail(n)
+            body, attached, sign, encrypt = rows.pop(email.Subject)
+            with self.subTest(email.Subject):
+                self.assertEqual(self.found(email), (sign, 1, sign, encrypt, 1, encrypt))
+                # The line break that ends the message text is nobody's but the protocol's.
+                self.assertEqual(email.Body.removesuffix("\r\n"), body.removesuffix("\r\n"))
+                self.assertEqual(email.NumAttachments, int(attached is not None))
+                if attached is not None:
+                    self.assertEqual(email.GetAttachmentData(0), attached)
+                self.assertEqual(email.SignedBy, "DE, rsa2048, rsa2048@example.org" if sign else "")
+                self.assertEqual(email.EncryptedBy, "DE, rsa4096, rsa4096@example.org" if encrypt else "")
 
 
 @unittest.skipUnless(OPENSSL and GPGSM, "no gpgsm")
