@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "quorvel/answer.h"
-#include "quorvel/certificates.h"
 #include "quorvel/commands.h"
 #include "quorvel/composing.h"
 #include "quorvel/delivery.h"
@@ -31,6 +30,9 @@ struct AnswerOptions {
 };
 
 void checkOptions(const AnswerOptions& options) {
+  if (!options.saveTo.empty() && options.delivery.security.any()) {
+    throw usage("--save writes a mail that is not signed or encrypted: that is done as it is sent");
+  }
   if (options.message == "-" && options.text.file == "-") {
     throw usage("standard input cannot be both the message and the text");
   }
@@ -96,7 +98,7 @@ void addAnswerOptions(CLI::App& command, AnswerOptions& options) {
   addRecipientOptions(command, options.recipients);
   addTextOptions(command, options.text);
   addAttachOption(command, options.attached);
-  addCertificatesOption(command);
+  addSecurityOptions(command, options.delivery.security);
   addDeliveryOptions(command, options.delivery);
   command.add_option("--save", options.saveTo, "New file to write the mail to instead of sending it")
       ->type_name("FILE")

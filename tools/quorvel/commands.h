@@ -31,6 +31,7 @@ void addForwardCommand(CLI::App& app, Run& run);
 void addMergeCommand(CLI::App& app, Run& run);
 void addShowCommand(CLI::App& app, Run& run);
 void addExtractCommand(CLI::App& app, Run& run);
+void addCertCommand(CLI::App& app, Run& run);
 void addServeCommand(CLI::App& app, Run& run);
 void addDemoCommand(CLI::App& app, Run& run);
 

@@ -45,7 +45,9 @@ void checkStandardInput(const LoginOptions& login, bool isTaken) {
 
 Status deliver(quorvel::IQuorvelEmail2& email, const DeliveryOptions& options) {
   const Server server = serverOf(options.server, Protocol::smtp);
+  secure(email, options.security);
   if (options.dryRun) {
+    if (options.security.any()) warn("this is the mail before it is signed or encrypted");
     std::cout << email.GetMime() << std::flush;
     return Status::ok;
   }
@@ -59,6 +61,11 @@ Status deliver(quorvel::IQuorvelEmail2& email, const DeliveryOptions& options) {
   ProgressBar bar(std::cerr, "sending", true);
   const Outcome outcome = send(session, email, talks ? &bar : nullptr);
 
+  if (outcome.status != Status::ok && failedToSecure(outcome.entries)) {
+    throw Failure{
+        Status::file, "not sent: the mail cannot be signed or encrypted", outcome.report,
+        "quorvel cert list tells which certificates and keys there are; quorvel cert import adds one"};
+  }
   if (outcome.status != Status::ok && outcome.status != Status::partly) {
     const bool some = !email.get_FileDistList().empty() && outcome.brokenOff;
     throw Failure{outcome.status,

@@ -9,6 +9,7 @@
 #include "quorvel/log_options.h"
 #include "quorvel/login.h"
 #include "quorvel/report.h"
+#include "quorvel/securing.h"
 #include "quorvel/server.h"
 
 namespace cli {
@@ -17,6 +18,7 @@ struct DeliveryOptions {
   ServerOptions server;
   LoginOptions login;
   LogOptions log;
+  SecurityOptions security;  ///< off unless the command has `addSecurityOptions` too
   std::string journal;
   bool dryRun = false;
   bool quiet = false;

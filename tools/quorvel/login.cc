@@ -18,21 +18,25 @@ std::string isUserName(const std::string& name) {
 
 }  // namespace
 
+void addPasswordOptions(CLI::App& command, PasswordSource& source, CLI::Option* with) {
+  auto* file = command.add_option("--password-file", source.file, "File whose first line is the password")
+                   ->type_name("FILE");
+  auto* descriptor = command
+                         .add_option("--password-fd", source.descriptor,
+                                     "Open descriptor to read the password from; 0 is standard input")
+                         ->type_name("N")
+                         ->check(CLI::NonNegativeNumber)
+                         ->excludes(file);
+  if (with == nullptr) return;
+  file->needs(with);
+  descriptor->needs(with);
+}
+
 CLI::Option* addLoginOptions(CLI::App& command, LoginOptions& options) {
   auto* user = command.add_option("--user", options.user, "Name to log in by; the password is asked for")
                    ->type_name("NAME")
                    ->check(isUserName);
-  auto* file =
-      command.add_option("--password-file", options.password.file, "File whose first line is the password")
-          ->type_name("FILE")
-          ->needs(user);
-  command
-      .add_option("--password-fd", options.password.descriptor,
-                  "Open descriptor to read the password from; 0 is standard input")
-      ->type_name("N")
-      ->check(CLI::NonNegativeNumber)
-      ->needs(user)
-      ->excludes(file);
+  addPasswordOptions(command, options.password, user);
   return user;
 }
 

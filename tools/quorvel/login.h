@@ -20,6 +20,8 @@ struct LoginOptions {
   std::string domain;
 };
 
+/// --password-file and --password-fd, which make sense with `with` only; null for always.
+void addPasswordOptions(CLI::App& command, PasswordSource& source, CLI::Option* with);
 /// --user, --password-file and --password-fd.
 CLI::Option* addLoginOptions(CLI::App& command, LoginOptions& options);
 /// --auth and --domain beside them.

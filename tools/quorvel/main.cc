@@ -18,7 +18,7 @@ constexpr std::array kCommands = {
     cli::addSendCommand,    cli::addReplyCommand, cli::addForwardCommand, cli::addMergeCommand,
     cli::addCheckCommand,   cli::addListCommand,  cli::addFetchCommand,   cli::addDeleteCommand,
     cli::addVerifyCommand,  cli::addShowCommand,  cli::addExtractCommand, cli::addFilterCommand,
-    cli::addConvertCommand, cli::addServeCommand, cli::addDemoCommand,
+    cli::addConvertCommand, cli::addCertCommand,  cli::addServeCommand,   cli::addDemoCommand,
 };
 
 Status runProgram(int argc, char** argv) {

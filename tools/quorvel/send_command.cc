@@ -96,6 +96,7 @@ void addSendCommand(CLI::App& app, Run& run) {
   addRecipientOptions(send, options->recipients);
   addListOptions(send, *options);
   addContentOptions(send, options->content);
+  addSecurityOptions(send, options->delivery.security);
   addDeliveryOptions(send, options->delivery);
   send.footer(
       "Exit status: 0 sent, 1 failed, 2 wrong usage, 3 no connection, 4 refused by the server,\n"
