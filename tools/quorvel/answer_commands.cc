@@ -6,6 +6,8 @@
 #include <system_error>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/answer.h"
 #include "quorvel/commands.h"
 #include "quorvel/composing.h"

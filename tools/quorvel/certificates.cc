@@ -6,6 +6,8 @@
 #include <initializer_list>
 #include <system_error>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/commands.h"
 #include "quorvel/session.h"
 

@@ -6,7 +6,8 @@
 #include <vector>
 
 #include <quorvel/quorvel.h>
-#include <CLI/CLI.hpp>
+
+#include "quorvel/command_line.h"
 
 namespace cli {
 

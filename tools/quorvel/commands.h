@@ -5,8 +5,7 @@
 #include <functional>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
+#include "quorvel/command_line.h"
 #include "quorvel/report.h"
 
 namespace cli {

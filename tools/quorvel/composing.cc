@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <string_view>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/report.h"
 #include "quorvel/session.h"
 

@@ -2,6 +2,8 @@
 
 #include <iostream>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/diagnosis.h"
 #include "quorvel/progress_bar.h"
 #include "quorvel/sending.h"

@@ -4,8 +4,8 @@
 #include <string>
 
 #include <quorvel/quorvel.h>
-#include <CLI/CLI.hpp>
 
+#include "quorvel/command_line.h"
 #include "quorvel/log_options.h"
 #include "quorvel/login.h"
 #include "quorvel/report.h"

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "mail_server/mail_server.h"
 #include "quorvel/arrived.h"
 #include "quorvel/commands.h"

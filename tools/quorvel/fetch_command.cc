@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/certificates.h"
 #include "quorvel/commands.h"
 #include "quorvel/mailbox.h"

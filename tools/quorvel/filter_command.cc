@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/certificates.h"
 #include "quorvel/commands.h"
 #include "quorvel/message_file.h"

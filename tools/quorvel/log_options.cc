@@ -3,6 +3,8 @@
 #include <exception>
 #include <iostream>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/report.h"
 
 namespace cli {

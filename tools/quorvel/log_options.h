@@ -3,8 +3,7 @@
 
 #include <string>
 
-#include <CLI/CLI.hpp>
-
+#include "quorvel/command_line.h"
 #include "quorvel/session.h"
 
 namespace cli {

@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/report.h"
 
 namespace cli {

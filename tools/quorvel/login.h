@@ -4,8 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include <CLI/CLI.hpp>
-
+#include "quorvel/command_line.h"
 #include "quorvel/password.h"
 #include "quorvel/server.h"
 #include "quorvel/session.h"

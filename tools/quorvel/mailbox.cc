@@ -5,6 +5,8 @@
 #include <string_view>
 #include <utility>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/diagnosis.h"
 
 namespace cli {

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include <quorvel/quorvel.h>
-#include <CLI/CLI.hpp>
 
+#include "quorvel/command_line.h"
 #include "quorvel/log_options.h"
 #include "quorvel/login.h"
 #include "quorvel/message_file.h"

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/commands.h"
 #include "quorvel/mailbox.h"
 #include "quorvel/message_table.h"

@@ -5,6 +5,8 @@
 #include <iostream>
 #include <string>
 
+#include <CLI/CLI.hpp>
+
 #include <quorvel/quorvel.h>
 
 #include "quorvel/commands.h"

@@ -6,6 +6,8 @@
 #include <set>
 #include <utility>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/commands.h"
 
 namespace cli {

@@ -6,8 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
+#include "quorvel/command_line.h"
 #include "quorvel/csv_reader.h"
 #include "quorvel/report.h"
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/commands.h"
 #include "quorvel/composing.h"
 #include "quorvel/delivery.h"

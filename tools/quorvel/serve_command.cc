@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "mail_server/mail_server.h"
 #include "quorvel/arrived.h"
 #include "quorvel/commands.h"

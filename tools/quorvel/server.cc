@@ -4,6 +4,8 @@
 #include <charconv>
 #include <system_error>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/report.h"
 
 namespace cli {

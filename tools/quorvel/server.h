@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include <CLI/CLI.hpp>
+#include "quorvel/command_line.h"
 
 namespace cli {
 

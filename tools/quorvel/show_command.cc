@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include <CLI/CLI.hpp>
+
 #include <quorvel/quorvel.h>
 
 #include "quorvel/arrived.h"

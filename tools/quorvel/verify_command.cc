@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/commands.h"
 #include "quorvel/diagnosis.h"
 #include "quorvel/log_options.h"
