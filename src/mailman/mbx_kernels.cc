@@ -5,7 +5,7 @@
 #include <cstring>
 
 #if defined(__x86_64__) && defined(__GNUC__)
-#define QV_HAVE_AVX2_KERNEL 1
+#define QV_HAVE_X86_KERNELS 1
 #include <immintrin.h>
 #endif
 
@@ -21,7 +21,7 @@ static_assert(MbxKernel::kMargin >= 2 * kBlock && kBlock > kMbxSeparator.size())
 struct Marks {
   std::uint64_t lf = 0;
   std::uint64_t cr = 0;
-  std::uint64_t f = 0;  ///< the letter that separators begin with
+  std::uint64_t f = 0;  ///< what separators begin with; other places too where that is cheaper
 };
 
 /// Looks at a word at a time.
@@ -29,18 +29,25 @@ struct PortableMarks {
   static Marks of(const char* block) noexcept {
     Marks marks;
     for (std::size_t at = 0; at < kBlock; at += 8) {
-      std::uint64_t word = 0;
-      for (std::size_t i = 0; i < 8; ++i) {
-        word |= std::uint64_t{static_cast<unsigned char>(block[at + i])} << 8 * i;
-      }
+      const std::uint64_t word = wordAt(block + at);
       marks.lf |= bitsOf('\n', word) << at;
       marks.cr |= bitsOf('\r', word) << at;
-      marks.f |= bitsOf('F', word) << at;
     }
+    marks.f = ~std::uint64_t{0};
     return marks;
   }
 
  private:
+  static std::uint64_t wordAt(const char* bytes) noexcept {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    if constexpr (std::endian::native == std::endian::big) {
+      std::uint64_t turned = 0;
+      for (int i = 0; i < 8; ++i, word >>= 8) turned = turned << 8 | (word & 0xFF);
+      word = turned;
+    }
+    return word;
+  }
   static std::uint64_t bitsOf(unsigned char c, std::uint64_t word) noexcept {
     constexpr std::uint64_t kOnes = 0x0101010101010101;
     constexpr std::uint64_t kLow = 0x7F * kOnes;
@@ -51,11 +58,11 @@ struct PortableMarks {
   }
 };
 
-bool hasSeparator(const char* block, std::uint64_t places) noexcept {
+/// Whether a separator is at one of these places of a block.
+[[gnu::always_inline]] inline bool hasSeparator(const char* block, std::uint64_t places) noexcept {
   for (; places != 0; places &= places - 1) {
-    if (std::memcmp(block + std::countr_zero(places), kMbxSeparator.data(), kMbxSeparator.size()) == 0) {
-      return true;
-    }
+    const char* const line = block + std::countr_zero(places);
+    if (std::memcmp(line, kMbxSeparator.data(), kMbxSeparator.size()) == 0) return true;
   }
   return false;
 }
@@ -80,8 +87,7 @@ template <typename MarksOfBlock>
   std::uint64_t lfBefore = 0, crBefore = 0;  // what the block before ended with
   while (end - at.from >= static_cast<std::ptrdiff_t>(MbxKernel::kMargin)) {
     const Marks marks = MarksOfBlock::of(at.from);
-    const std::uint64_t places = (marks.lf << 1 | lfBefore) & marks.f;
-    if (places != 0 && hasSeparator(at.from, places)) break;
+    if (hasSeparator(at.from, (marks.lf << 1 | lfBefore) & marks.f)) break;
     const bool isCrLf = marks.lf == (marks.cr << 1 | crBefore);
     if (!isCrLf && (marks.cr | crBefore) != 0) break;
     std::memcpy(at.to, at.from, kBlock);
@@ -99,7 +105,30 @@ Place copyPortable(Place at, const char* end) {
   return copyBlocks<PortableMarks>(at, end);
 }
 
-#if QV_HAVE_AVX2_KERNEL
+#if QV_HAVE_X86_KERNELS
+
+// Every processor of this kind has SSE2.
+struct Sse2Marks {
+  static Marks of(const char* block) noexcept {
+    Marks marks;
+    for (std::size_t at = 0; at < kBlock; at += sizeof(__m128i)) {
+      const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(block + at));
+      marks.lf |= bitsOf('\n', bytes) << at;
+      marks.cr |= bitsOf('\r', bytes) << at;
+      marks.f |= bitsOf('F', bytes) << at;
+    }
+    return marks;
+  }
+
+ private:
+  static std::uint64_t bitsOf(char c, __m128i bytes) noexcept {
+    return static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(c))));
+  }
+};
+
+Place copySse2(Place at, const char* end) {
+  return copyBlocks<Sse2Marks>(at, end);
+}
 
 struct Avx2Marks {
   [[gnu::target("avx2")]] static Marks of(const char* block) noexcept {
@@ -127,7 +156,8 @@ struct Avx2Marks {
 
 std::vector<MbxKernel> mbxKernels() {
   std::vector<MbxKernel> kernels{{"portable", copyPortable}};
-#if QV_HAVE_AVX2_KERNEL
+#if QV_HAVE_X86_KERNELS
+  kernels.push_back({"sse2", copySse2});
   if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi")) kernels.push_back({"avx2", copyAvx2});
 #endif
   return kernels;

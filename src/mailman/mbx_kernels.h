@@ -1,4 +1,4 @@
-// The inner loop of reading mailbox files: one for every machine, one for those with AVX2.
+// The inner loop of reading mailbox files: one for every machine, others for those with vectors.
 #pragma once
 
 #include <cstddef>
