@@ -32,6 +32,8 @@ class SmtpSession(socketserver.StreamRequestHandler):
                 text = b""
                 while (piece := self.rfile.readline()) not in (b".\r\n", b""):
                     text += piece[1:] if piece.startswith(b".") else piece
+                if piece == b"":
+                    return
                 answer = server.answer(b"TEXT")
                 if answer is None:
                     return
@@ -59,6 +61,9 @@ class SmtpServer(socketserver.ThreadingTCPServer):
     def answer(self, line):
         self.verbs.append(line[:4])
         return self.replies(line, self.verbs.count(line[:4]))
+
+    def handle_error(self, *where):
+        """Programs that are killed leave their connections as they are."""
 
     def names(self):
         return [recipient.decode().split("@")[0] for recipient, _ in self.taken]
@@ -283,6 +288,28 @@ class MergeTest(ProgramTest):
         self.assertEqual(server.names(), [f"m{n}" for n in range(count)], "each once, none forgotten")
         self.assertEqual([row[0] for row in rows], [f"m{n}@x.org" for n in range(count)])
 
+    def test_memory_does_not_grow_with_the_list(self):
+        def peak_of(count):
+            people = self.file("people.csv", "email,name,city\n" + "".join(
+                f"member{n}@x.org,Name {n},{'x' * 500}\n" for n in range(count)))
+            started, peak = threading.Event(), []
+
+            def replies(line, times):
+                if line[:4] == b"TEXT" and times == count:
+                    started.wait(20)
+                    peak.extend(re.findall(rb"VmHWM:\s*(\d+) kB", content(f"/proc/{process.pid}/status")))
+                return b""
+
+            with SmtpServer(replies) as server:
+                process = subprocess.Popen([TOOL, "merge", "--server", server.address, *LETTER, "--csv", people, "--quiet",
+                                            "--report", self.file(f"report{count}")])
+                started.set()
+                self.assertEqual((process.wait(60), len(server.taken)), (0, count))
+            return int(peak[0])
+
+        few, many = peak_of(100), peak_of(4000)
+        self.assertLess(many - few, 1000, "KiB; the values alone are 2 MB, the mails 4 MB, their log more")
+
     def test_reports(self):
         people = self.file("list", "a@x.org\n")
         title = "row,address,result,answer,time\r\n"
@@ -306,6 +333,11 @@ class MergeTest(ProgramTest):
                 self.assertEqual(server.names(), names.split())
                 if status == 5:
                     self.assertEqual(content(report), before.encode())
+        report = self.file("report.csv", title + "1,a@x.org,sent,,now\r\n")
+        with SmtpServer() as server:
+            thrice = self.file("thrice", "a@x.org\nb@x.org\na@x.org\nA@x.org\n")
+            self.check(self.merge(server, *PLAIN, "--list", thrice, "--every-row", report=report)[0], 0, b"1 sent before")
+            self.assertEqual(server.names(), ["b", "a", "A"])
         nothing = self.file("nothing.csv")
         self.check(self.merge("127.0.0.1:1", *PLAIN, "--list", people, report=nothing)[0], 3)
         self.assertFalse(os.path.exists(nothing))
@@ -375,6 +407,8 @@ class MergeTest(ProgramTest):
             ((*PLAIN, "--list", people, "--csv", people, "--dry-run"), b"--csv"),
             ((*PLAIN, "--list", people, "--name", "x", "--dry-run"), b"--name"),
             ((*PLAIN, "letter.eml", "--list", people, "--dry-run"), b"MESSAGE"),
+            (("letter.eml", "--attach", people, "--list", people, "--dry-run"), b"MESSAGE"),
+            ((*PLAIN, "--list", people, "--report", people, "--first", "1"), b"--dry-run"),
             ((self.file("m.eml", "Subject: x\n\nb"), "--list", people, "--dry-run"), b"no sender"),
             (("--from", "me", *PLAIN[2:], "--list", people, "--dry-run"), b"--from holds no e-mail address"),
             ((*PLAIN, "--csv", people, "--separator", "ab", "--dry-run"), b"--separator"),

@@ -116,7 +116,7 @@ Status showFirst(RecipientList& list, Letter& letter, const MergePlan& plan, con
   session.mailMan().put_DefaultCharset(options.charset);
   const std::size_t count = std::min(plan.toSend, options.shown);
   Merging merging({session, server, "", letter, list, plan, nullptr, nullptr, count, false});
-  if (const auto failure = merging.run()) throw *failure;
+  if (const auto failure = merging.run()) throw Failure(*failure);
   showing.print();
   std::cerr << "dry run: " << count << " of " << counted(plan.toSend, "mail") << " shown, none sent; "
             << numLeftOut(plan) << " of the list left out, " << plan.sentBefore << " sent before\n";
@@ -168,10 +168,8 @@ Status sendAll(RecipientList& list, Letter& letter, const MergePlan& plan, Merge
     std::cerr << printable(summary(report, plan)) << std::endl;
   }
   if (failure) {
-    Failure told = *failure;
-    told.what = "stopped before the end of the list: " + told.what;
-    told.nextStep += "; the same command sends what is left";
-    throw told;
+    throw Failure{failure->status, "stopped before the end of the list: " + failure->what, failure->details,
+                  failure->nextStep + "; the same command sends what is left"};
   }
   if (plan.toSend > 0 && !delivery.login.user.empty() && !merging.loggedIn()) {
     warn("sent without a login: " + server.toText() + " offers none that this program knows");
@@ -207,8 +205,10 @@ void addMergeOptions(CLI::App& command, MergeOptions& options) {
                                      "Message file; - reads standard input. Else write it here");
   addSenderOption(command, options.from);
   addContentOptions(command, options.content);
-  for (const char* name : {"--body", "--text", "--html", "--subject"})
+  for (const char* name : {"--reply-to", "--receipt", "--subject", "--body", "--text", "--html", "--attach",
+                           "--related", "--header"}) {
     command.get_option(name)->excludes(message);
+  }
   command.add_option("--charset", options.charset, "What the texts are labelled with, as utf-8")
       ->type_name("NAME")
       ->check(isCharset);
@@ -235,6 +235,7 @@ void addMergeCommand(CLI::App& app, Run& run) {
   addMergeOptions(command, *options);
   addDeliveryOptions(command, options->delivery);
   command.remove_option(command.get_option("--log-xml"));
+  command.get_option("--first")->needs("--dry-run");
   command.get_option("--dry-run")->description("Show the first mails instead of sending any");
   command.get_option("--log")->description("Print the log of each mail as it goes out");
   command.get_option("--quiet")->description("Neither progress bar nor table");

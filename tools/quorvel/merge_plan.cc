@@ -29,10 +29,10 @@ bool nextUsable(RecipientList& list, Recipient& recipient, std::vector<Failure>&
 /// Tells the first one, and the others below it.
 void throwAll(std::vector<Failure> broken) {
   if (broken.empty()) return;
-  Failure failure = broken.front();
-  for (std::size_t i = 1; i < broken.size(); ++i) failure.details += broken[i].what + "\n";
-  failure.nextStep = "nothing was sent; " + failure.nextStep;
-  throw failure;
+  const Failure& first = broken.front();
+  std::string others = first.details;
+  for (std::size_t i = 1; i < broken.size(); ++i) others += broken[i].what + "\n";
+  throw Failure{first.status, first.what, others, "nothing was sent; " + first.nextStep};
 }
 
 /// What becomes of the `place`th row of an address that so many mails were sent to.
