@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <openssl/cms.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -353,11 +354,70 @@ TEST_F(QvCryptTest, IsForSomebodyHereOrFails) {
   EXPECT_EQ(decrypt(""), "decryptMessage.1");
 }
 
-// Nobody looks at the dates of a certificate, as the documentation says.
-TEST_F(QvCryptTest, DatesAreNotAsked) {
-  for (const auto& [from, to] : {std::pair<std::time_t, std::time_t>{100, 200}, {4000000000, 4100000000}}) {
-    const Identity identity = makeIdentity({.serial = 77, .from = from, .to = to});
-    EXPECT_EQ(verify(signedBy({&identity}, "text", CMS_DETACHED), "text"), "good Jane Roe");
+// What else a certificate says does not count; nobody looks at its dates, as the documentation says.
+TEST_F(QvCryptTest, TakesOddCertificates) {
+  const std::string nulName("Jane\0Roe <jane@example.org\0.evil>", 34);
+  std::string zeros(400'000, '0');
+  const struct {
+    const char* what;
+    qv_test::Recipe recipe;
+  } rows[] = {
+      {"no extensions", {.serial = 70}},
+      {"a huge extension", {.extensions = {{"1.2.3.4", "DER:0483030D40" + zeros}}, .serial = 71}},
+      {"NULs in names", {.subject = {{"CN", nulName}}, .serial = 72}},
+      {"expired", {.serial = 73, .from = 100, .to = 200}},
+      {"not yet valid", {.serial = 74, .from = 4000000000, .to = 4100000000}},
+  };
+  for (const auto& row : rows) {
+    const Identity identity = makeIdentity(row.recipe);
+    stores_.give(identity);
+    EXPECT_EQ(verify(signedBy({&identity}, "text", CMS_DETACHED), "text").substr(0, 5), "good ") << row.what;
+    EXPECT_EQ(verify(signedBy({&identity}, "text", CMS_DETACHED), "texT"), "verifyDetachedSignature.2")
+        << row.what;
+    EXPECT_EQ(open(signedBy({&identity}, "text", 0)), "text") << row.what;
+    EXPECT_EQ(decrypt(encrypted("text", kTripleDes, identity)), "text") << row.what << log_.text();
+  }
+}
+
+// A key whose certificate is not there helps nobody, and harms nobody.
+TEST_F(QvCryptTest, AKeyAloneOpensNothing) {
+  stores_.give(jane());
+  for (const auto& each : std::filesystem::directory_iterator(stores_ / "current_user/my")) {
+    if (each.is_regular_file()) std::filesystem::remove(each);
+  }
+  ASSERT_FALSE(std::filesystem::is_empty(stores_ / "current_user/my/keys"));
+  EXPECT_EQ(decrypt(encrypted("text", kTripleDes)), "decryptMessage.1");
+  BinaryData signature;
+  EXPECT_FALSE(
+      QV_Crypt(log_.get()).createDetachedSignature(std::string_view("jane@example.org"), "text", signature));
+}
+
+// The elements of a signature in another order than the one that DER asks for.
+TEST_F(QvCryptTest, RefusesReorderedSignatures) {
+  const std::string text = "Buy 100", good = signedBy({&jane()}, text, CMS_DETACHED);
+  ASSERT_EQ(verify(good, text), "good Jane Roe");
+  // SignedData begins with its version and the set of digests; the attributes with type and time.
+  const std::string version("\x02\x01\x01\x31", 4),
+      type("\x30\x18\x06\x09\x2a\x86\x48\x86\xf7\x0d\x01\x09\x03", 13),
+      time("\x30\x1c\x06\x09\x2a\x86\x48\x86\xf7\x0d\x01\x09\x05", 13);
+  const struct {
+    const char* what;
+    std::size_t first, second, end;
+  } rows[] = {
+      {"version and digests", good.find(version), good.find(version) + 3, good.find(version) + 3 + 17},
+      {"attributes", good.find(type), good.find(time), good.find(time) + 30},
+  };
+  for (const auto& row : rows) {
+    ASSERT_LT(row.first, row.second) << row.what;
+    ASSERT_LT(row.end, good.size()) << row.what;
+    const auto at = [](std::string& bytes, std::size_t offset) {
+      return bytes.begin() + static_cast<std::ptrdiff_t>(offset);
+    };
+    std::string changed = good;
+    std::rotate(at(changed, row.first), at(changed, row.second), at(changed, row.end));
+    EXPECT_NE(changed, good) << row.what;
+    EXPECT_EQ(verify(changed, text), "verifyDetachedSignature.2") << row.what;
+    EXPECT_EQ(verify(changed, "Buy 900"), "verifyDetachedSignature.2") << row.what;
   }
 }
 

@@ -22,7 +22,9 @@ namespace {
 using qv_test::dump;
 using qv_test::jane;
 
-constexpr std::string_view kHeader = "From: jane@example.org\r\nTo: max@example.net\r\nSubject: s\r\n";
+constexpr std::string_view kHeader =
+    "From: jane@example.org\r\nTo: max@example.net\r\nSubject: s\r\nDate: Tue, 05 Mar 2002 14:03:07 "
+    "-0500\r\n";
 
 std::string base64(std::string_view bytes) {
   StringBuffer text;
@@ -31,9 +33,10 @@ std::string base64(std::string_view bytes) {
 }
 
 /// An entity around another one, whose text begins with its header. `headerFields` come before its own.
-std::string signedBeside(std::string_view content, std::string_view headerFields = {}, int number = 0) {
+std::string signedBeside(std::string_view content, std::string_view headerFields = {}, int number = 0,
+                         const qv_test::Identity& signer = jane()) {
   BinaryData signature;
-  const Certificate certificate = jane().certificate();
+  const Certificate certificate = signer.certificate();
   EXPECT_TRUE(QV_Crypt(nullptr).createDetachedSignature(&certificate, content, signature));
   const std::string boundary = "=_b" + std::to_string(number) + "_";
   return std::string(headerFields) +
@@ -356,7 +359,15 @@ TEST_F(SmimeTest, TellsWhenACertificateCameWithMail) {
   const auto original = composed();
   Email& email = *original;
   EXPECT_NE(prepared(email, false, true), nullptr);
-  EXPECT_EQ(log_.count("The certificate for encryption came with received mail."), 1U);
+  constexpr std::string_view kWarning = "The certificate for encryption came with received mail.";
+  EXPECT_EQ(log_.count(kWarning), 1U);
+
+  // The same certificate where the user put it.
+  std::filesystem::remove_all(stores_ / "local_machine");
+  stores_.give(jane());
+  log_.clear();
+  EXPECT_NE(prepared(*composed(), false, true), nullptr);
+  EXPECT_EQ(log_.count(kWarning), 0U);
 }
 
 // --- Reading
@@ -379,6 +390,10 @@ TEST_F(SmimeTest, OpensLayersWhereTheyAre) {
   threeParts.insert(threeParts.find("--=_b0_--"), "--=_b0_\r\n" + plain("z") + "\r\n");
   std::string otherType = signedBeside(x, kHeader);
   otherType.replace(otherType.rfind("application/pkcs7-signature"), 27, "application/pgp-signature");
+  // A gateway made quoted-printable of 8 bits.
+  std::string reencoded = signedBeside(
+      "Content-Type: text/plain; charset=iso-8859-1\r\nContent-Transfer-Encoding: 8bit\r\n\r\n\xFC", kHeader);
+  reencoded.replace(reencoded.find("8bit\r\n\r\n\xFC"), 9, "quoted-printable\r\n\r\n=FC");
   const struct {
     const char* what;
     std::string text;
@@ -403,6 +418,7 @@ TEST_F(SmimeTest, OpensLayersWhereTheyAre) {
       {"a multipart inside", signedBeside(mixed({x, e}), kHeader), "mixed(plain=x plain=x)",
        "1s1e wholly signed by Jane Roe for Jane Roe"},
       {"a changed text", badSigned, "signed(plain=y application/pkcs7-signature=", "1S!0e"},
+      {"coded anew on the way", reencoded, "signed(plain=\xFC application/pkcs7-signature=", "1S!0e"},
       {"cut off", badOpaque, "application/pkcs7-mime=", "1S!0e"},
       {"signature first", signatureFirst, "signed(application/pkcs7-signature=", "1S!0e"},
       {"three parts", threeParts, "signed(plain=x application/pkcs7-signature=", "1s0e"},
@@ -420,6 +436,31 @@ TEST_F(SmimeTest, OpensLayersWhereTheyAre) {
     const auto email = read(row.text);
     EXPECT_EQ(dump(*email).substr(0, row.tree.size()), row.tree) << row.what << log_.text();
     EXPECT_EQ(dump(email->receivedSecurity()), row.security) << row.what << log_.text();
+    // A message of one layer that did not open is what it would be if nobody had tried.
+    if (row.security != "1S!0e" && row.security != "0s1E!") continue;
+    StringBuffer tried, untouched;
+    email->writeMime(tried, {});
+    createFromMimeText(row.text, {}, nullptr)->writeMime(untouched, {});
+    EXPECT_EQ(tried.view(), untouched.view()) << row.what;
+  }
+}
+
+// The bound holds for a message, not for each of its layers.
+TEST_F(SmimeTest, SavesAFewCertificatesOfAMessage) {
+  constexpr std::size_t kSaved = SaveStore::kMaxSaved;
+  for (const std::size_t count : {kSaved, kSaved + 1}) {
+    std::filesystem::remove_all(stores_ / "local_machine");
+    std::vector<std::string> parts;
+    for (std::size_t n = 0; n < count; ++n) {
+      const qv_test::Identity signer = qv_test::makeIdentity({.serial = 1000 + static_cast<long>(n)});
+      stores_.give(signer);
+      parts.push_back(signedBeside(plain("x"), {}, static_cast<int>(n), signer));
+    }
+    log_.clear();
+    EXPECT_EQ(read(mixed(parts, kHeader), true)->receivedSecurity().signedBy.size(), count);
+    EXPECT_EQ(log_.count("Successfully added certificate to certificate store."), kSaved);
+    EXPECT_EQ(log_.count("The message brings too many certificates, no more of it are saved."),
+              count - kSaved);
   }
 }
 

@@ -276,6 +276,14 @@ class SendTest(SecureTest):
         self.check(self.send("--encrypt", "--dry-run"), 0, b"before it is signed or encrypted")
         self.assertEqual(len(self.server.kept()), 2)
 
+    def test_a_certificate_that_came_with_mail_is_told(self):
+        received = self.root / "local_machine/registry/Software/Quorvel/SystemCertificates"
+        received.mkdir(parents=True)
+        shutil.copy(self.folder / "max.pem", received)
+        self.check(self.send("--encrypt"), 0, b"came with received mail")
+        result = self.send("--encrypt", "--cert", self.folder / "max.pem")
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
+
     def test_no_secret_is_logged(self):
         result = self.send("--sign", "--encrypt", "--log", "--log-xml", self.folder / "log.xml")
         self.check(result, 0)
