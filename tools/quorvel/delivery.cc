@@ -74,6 +74,7 @@ Status deliver(quorvel::IQuorvelEmail2& email, const DeliveryOptions& options) {
                   (some ? "not sent to all of the list through " : "not sent through ") + server.toText(),
                   outcome.report, nextStepAfter(outcome, server, options)};
   }
+  warnOfCertificates(outcome.entries);
   if (!options.login.user.empty() && !outcome.loggedIn) {
     warn("sent without a login: " + server.toText() + " offers none that this program knows");
   }

@@ -81,6 +81,14 @@ void secure(quorvel::IQuorvelEmail2& email, const SecurityOptions& options) {
   if (options.encrypt) warnOfOthers(email, options);
 }
 
+void warnOfCertificates(const Entries& entries) {
+  constexpr std::string_view kReceived = "The certificate for encryption came with received mail.";
+  if (std::find(entries.infos.begin(), entries.infos.end(), kReceived) == entries.infos.end()) return;
+  warn(
+      "the certificate for encryption came with received mail: whoever sent that mail may read this one. "
+      "quorvel cert show tells its fingerprint, to compare; --cert names another certificate");
+}
+
 bool failedToSecure(const Entries& entries) {
   constexpr std::array<std::string_view, 4> kFailures = {
       "Failed to create a mulitpart/signed message", "Failed to create an encrypted message",

@@ -26,6 +26,9 @@ void addSecurityOptions(CLI::App& command, SecurityOptions& options);
 /// Has the component sign and encrypt a mail as it sends it. Throws a Failure when that cannot be.
 void secure(quorvel::IQuorvelEmail2& email, const SecurityOptions& options);
 
+/// Tells on standard error what the log says about the certificates of a mail.
+void warnOfCertificates(const Entries& entries);
+
 /// Whether the log tells that a mail was not sent because it could not be signed or encrypted.
 bool failedToSecure(const Entries& entries);
 
