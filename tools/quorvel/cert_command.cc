@@ -8,6 +8,8 @@
 #include <system_error>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/certificates.h"
 #include "quorvel/columns.h"
 #include "quorvel/commands.h"

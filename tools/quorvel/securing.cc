@@ -4,6 +4,8 @@
 #include <array>
 #include <string_view>
 
+#include <CLI/CLI.hpp>
+
 #include "quorvel/certificates.h"
 #include "quorvel/commands.h"
 
