@@ -4,8 +4,8 @@
 #include <string>
 
 #include <quorvel/quorvel.h>
-#include <CLI/CLI.hpp>
 
+#include "quorvel/command_line.h"
 #include "quorvel/session.h"
 
 namespace cli {
