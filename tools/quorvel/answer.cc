@@ -115,7 +115,7 @@ bool isPlainTextFor(quorvel::IQuorvelEmail2& email, std::string_view text) {
 
 Email answerTo(quorvel::IQuorvelEmail3& source,
                quorvel::Ref<quorvel::IQuorvelEmail2> (quorvel::IQuorvelEmail2::*make)()) {
-  const Email answer = (source.*make)().as<quorvel::IQuorvelEmail3>();
+  Email answer = (source.*make)().as<quorvel::IQuorvelEmail3>();
   if (!answer)
     throw Failure{Status::failed, "the component made no answer of the message", "", "--log shows why"};
   for (const std::string_view field : kOfItsWay) answer->AddHeaderField(field, "");

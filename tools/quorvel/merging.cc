@@ -16,24 +16,32 @@ namespace {
 /// A server that ends so many sessions one after the other, or refuses so many mails whole, will go on so.
 constexpr int kMostTroubles = 3;
 
-bool has(const std::vector<std::string>& entries, std::string_view start) {
-  return std::any_of(entries.begin(), entries.end(),
-                     [&](const std::string& entry) { return entry.starts_with(start); });
-}
+/// What became of a mail; no result when it was not sent and may be tried again.
+struct Verdict {
+  std::optional<MergeResult> result;
+  std::string answer;  ///< the server's, or why not
+};
 
-std::string firstOf(const std::vector<std::string>& entries) {
-  return entries.empty() ? "" : entries.front();
-}
-
-/// What the log says became of a mail; none when it was not sent and may be tried again.
-std::optional<MergeResult> resultOf(const Entries& entries) {
-  if (has(entries.infos, "Mail sent to ")) return MergeResult::sent;
-  if (has(entries.errors, "Refused the recipient's address")) return MergeResult::refused;
-  // 421 is said of the session, whatever was asked (RFC 5321 3.8); so is any answer to MAIL.
-  const bool isOfMail = !has(entries.errors, "421") && !has(entries.errors, "Failed when sending MAIL");
-  if (isOfMail && statusOf(entries) == Status::refused) return MergeResult::refused;
-  const bool wasAsked = has(entries.errors, "Failed when sending body end marker");
-  return wasAsked && isOfMail ? std::optional(MergeResult::uncertain) : std::nullopt;
+Verdict verdictOf(const Entries& entries) {
+  constexpr std::string_view kFailed = "Failed when sending ";
+  const auto startsWith = [](std::string_view start) {
+    return [start](const std::string& entry) { return entry.starts_with(start); };
+  };
+  if (std::any_of(entries.infos.begin(), entries.infos.end(), startsWith("Mail sent to "))) {
+    return {MergeResult::sent, ""};
+  }
+  const std::vector<std::string>& errors = entries.errors;
+  const auto failed = std::find_if(errors.begin(), errors.end(), startsWith(kFailed));
+  if (failed == errors.begin() || failed == errors.end()) return {};
+  const std::string_view step = std::string_view(*failed).substr(kFailed.size());
+  const std::string& answer = *(failed - 1);
+  // These are said of the session, whatever was asked (RFC 5321 3.8), and of the sender.
+  if (answer.starts_with("421") || step.starts_with("MAIL")) return {};
+  const bool isRefused =
+      answer.starts_with("Refused the recipient's address") || statusOf({{answer}, {}}) == Status::refused;
+  if (isRefused) return {MergeResult::refused, answer};
+  if (step.starts_with("body end marker")) return {MergeResult::uncertain, answer};
+  return {};
 }
 
 }  // namespace
@@ -109,9 +117,9 @@ void Merging::settle(bool isOver) {
   if (!std::exchange(isUnderWay_, false)) return;
   const Entries entries = work_.session.entries();
   forgetLog();
-  const std::optional<MergeResult> result = resultOf(entries);
-  if (result) record(*result, *result == MergeResult::sent ? "" : firstOf(entries.errors));
-  troubles_ = result && !isOver ? 0 : troubles_ + 1;
+  const Verdict verdict = verdictOf(entries);
+  if (verdict.result) record(*verdict.result, verdict.answer);
+  troubles_ = verdict.result && !isOver ? 0 : troubles_ + 1;
   if (troubles_ == kMostTroubles) throw diagnose(Protocol::smtp, work_.server, work_.user, entries);
 }
 
