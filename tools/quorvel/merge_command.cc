@@ -141,6 +141,10 @@ Status statusOf(const MergeReport& report, const MergePlan& plan) {
                   "its answers stand in " + report.path() +
                       "; check --from, the addresses, and that it takes mail from this machine"};
   }
+  if (!isAnySent && report.count(MergeResult::uncertain) == 0) {
+    throw Failure{Status::file, "nobody on the list can be sent a mail", "",
+                  "the reasons stand in " + report.path() + "; a list with columns is given by --csv"};
+  }
   const bool isWhole =
       report.count(MergeResult::refused) == 0 && report.count(MergeResult::uncertain) == 0 &&
       std::find(plan.steps.begin(), plan.steps.end(), MergeStep::noAddress) == plan.steps.end();
