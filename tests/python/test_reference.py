@@ -33,7 +33,7 @@ NEVER_HAPPENS = [
 # What fails in other ways than by being given nothing. Files that are not there; nobody listens at the port 1.
 SET_UP = """
 mailman, email, bundle, uidls = new("MailMan"), new("Email"), new("EmailBundle"), new("QvStringArray")
-zip, closed, cert = new("Zip"), new("Zip"), new("Cert")
+zip, closed, cert, store = new("Zip"), new("Zip"), new("Cert"), new("CertStore")
 mailman.SmtpHost, mailman.SmtpPort = "127.0.0.1", 1
 mailman.MailHost, mailman.MailPort, mailman.PopUsername = "127.0.0.1", 1, "ann"
 pathlib.Path("text.txt").write_text("hello")
@@ -103,6 +103,7 @@ mailman.LoadXmlFile("nothing")
 mailman.LoadXmlString("no element")
 mailman.SendViaOutlook(email)
 mailman.SaveXmlLog("no/folder")
+store.Open("nowhere")
 """
 
 
@@ -139,6 +140,7 @@ class Reference(unittest.TestCase):
         quoted = member_docs.quoted(self.texts)
         self.assertEqual([message for message in sorted(quoted) if not sources.has(message)], [])
         self.assertEqual(sources.undocumented(quoted | set(NEVER_HAPPENS)), [])
+        self.assertEqual([each for each in NEVER_HAPPENS if each not in sources.logged], [], "no longer in the sources")
         self.assertFalse(sources.has("Send has failed."))
         keys = member_docs.data_keys(self.texts)
         self.assertGreater(len(keys), 50)
