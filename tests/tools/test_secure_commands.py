@@ -276,6 +276,24 @@ class SendTest(SecureTest):
         self.check(self.send("--encrypt", "--dry-run"), 0, b"before it is signed or encrypted")
         self.assertEqual(len(self.server.kept()), 2)
 
+    def test_answers_are_signed_and_encrypted_too(self):
+        asked = self.file("asked.eml", b"From: max@example.org\r\nTo: jane@example.org\r\nSubject: s\r\n" +
+                          self.encrypted("jane", b"Content-Type: text/plain\r\n\r\nhow many?\r\n"))
+        at = ("--certificates", str(self.root), "--server", f"127.0.0.1:{self.server.port}", "--from", "jane@example.org")
+        self.give("max")
+        for command in (("reply",), ("forward", "--to", "max@example.org")):
+            result = quorvel(command[0], asked, *at, *command[1:], "--body", "100 pieces", "--sign", "--encrypt")
+            self.check(result, 0)
+            self.assertEqual(result.stderr, b"")
+            text = self.server.kept()[-1][1]
+            self.assertNotIn(b"pieces", text)
+            shown = self.run_in("show", self.file("m.eml", text)).stdout
+            for told in (b"Encrypted     the whole message, opened, for Max", b"Signed        the whole message, valid, by Jane",
+                         b"100 pieces", b"how many?"):
+                self.assertIn(told, shown)
+        self.check(quorvel("reply", asked, *at, "--body", "b", "--sign"), 0, b"without --encrypt")
+        self.check(quorvel("reply", asked, *at, "--body", "b", "--sign", "--save", self.file("saved")), 2, b"--save")
+
     def test_a_certificate_that_came_with_mail_is_told(self):
         received = self.root / "local_machine/registry/Software/Quorvel/SystemCertificates"
         received.mkdir(parents=True)

@@ -54,6 +54,12 @@ void save(quorvel::IQuorvelEmail3& email, const std::string& path) {
                 "is there room, and may this user write there?"};
 }
 
+/// An answer repeats the text of its message.
+void warnOfClearText(quorvel::IQuorvelEmail3& source, const AnswerOptions& options) {
+  if (source.get_ReceivedEncrypted() == 0 || options.delivery.security.encrypt) return;
+  warn("the message came encrypted; what is repeated of it here is not, without --encrypt");
+}
+
 /// Sends, saves or prints an answer whose recipients stand.
 Status finish(Email& answer, const AnswerOptions& options) {
   addAttachments(*answer, options.attached);
@@ -67,6 +73,7 @@ Status runReply(const AnswerOptions& options) {
   const std::optional<std::string> text = textOf(options.text);
   if (!text) throw usage("nothing to say: give --body or --text (\"-\" reads standard input)");
   const Email source = readMessage(options.message);
+  warnOfClearText(*source, options);
   if (source->get_FromAddress().empty()) {
     throw Failure{Status::file, "the message " + options.message + " has no sender who could be answered", "",
                   "quorvel forward sends it to somebody else"};
@@ -87,6 +94,7 @@ Status runForward(const AnswerOptions& options) {
   if (!options.recipients.any()) throw usage("no recipient: give --to, --cc or --bcc");
   const std::optional<std::string> text = textOf(options.text);
   const Email source = readMessage(options.message);
+  warnOfClearText(*source, options);
   Email forward = answerTo(*source, &quorvel::IQuorvelEmail2::CreateForward);
   putBefore(forward, text.value_or(""));
   setSender(*forward, options.from);
