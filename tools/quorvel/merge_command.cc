@@ -30,7 +30,7 @@ struct MergeOptions {
   std::string from;
   ContentOptions content;
   std::string charset;
-  ListOptions list;
+  RecipientListOptions list;
   bool everyRow = false;
   std::string report;
   std::size_t shown = 3;  // by a dry run

@@ -13,15 +13,15 @@ namespace {
 
 constexpr std::size_t kMostShown = 20;  // of those that got the mail, and of those that did not
 
-/// Widths of the columns; what is left of the line is for the answer.
-struct Widths {
+/// ReportWidths of the columns; what is left of the line is for the answer.
+struct ReportWidths {
   std::size_t row = 3, address = 7;
   static constexpr std::size_t kResult = 9;
   static constexpr std::size_t kLongestAddress = 40;
   static constexpr std::size_t kGap = 2;
   std::size_t answer;
 
-  Widths(const MergeReport& report, std::size_t width) {
+  ReportWidths(const MergeReport& report, std::size_t width) {
     report.forEachAdded([&](const MergeRow& each) {
       row = std::max(row, std::to_string(each.row).size());
       address = std::max(address, std::min(widthOf(each.address), kLongestAddress));
@@ -31,17 +31,17 @@ struct Widths {
   }
 };
 
-void printLine(const Widths& widths, const std::string& row, const std::string& address,
+void printLine(const ReportWidths& widths, const std::string& row, const std::string& address,
                std::string_view result, const std::string& answer) {
-  const std::string gap(Widths::kGap, ' ');
+  const std::string gap(ReportWidths::kGap, ' ');
   std::string line = std::string(widths.row - row.size(), ' ') + row + gap + fitted(address, widths.address) +
-                     gap + fitted(result, Widths::kResult) + gap + fitted(answer, widths.answer);
+                     gap + fitted(result, ReportWidths::kResult) + gap + fitted(answer, widths.answer);
   line.erase(line.find_last_not_of(' ') + 1);
   std::cout << line << '\n';
 }
 
 /// The first ones of those that got the mail, or of those that did not; gives how many there are in all.
-std::size_t printSome(const MergeReport& report, const Widths& widths, bool isSent) {
+std::size_t printSome(const MergeReport& report, const ReportWidths& widths, bool isSent) {
   std::size_t count = 0;
   report.forEachAdded([&](const MergeRow& row) {
     if ((row.result == MergeResult::sent) != isSent || ++count > kMostShown) return;
@@ -60,7 +60,7 @@ void printTable(const MergeReport& report, std::size_t width) {
     std::cout << std::flush;
     return;
   }
-  const Widths widths(report, width);
+  const ReportWidths widths(report, width);
   printLine(widths, "row", "address", "result", "");
   for (const bool isSent : {false, true}) {
     const std::size_t count = printSome(report, widths, isSent);

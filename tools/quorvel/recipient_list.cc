@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t kLongestAddress = 254;  // RFC 5321 4.5.3.1.3, without the angle brackets
 
-CsvDialect dialectOf(const ListOptions& options) {
+CsvDialect dialectOf(const RecipientListOptions& options) {
   CsvDialect dialect;
   dialect.hasFields = !options.csvFile.empty();
   if (options.separator == "tab") dialect.separator = '\t';
@@ -59,7 +59,7 @@ void splitAddress(std::string_view value, Recipient& recipient) {
 
 }  // namespace
 
-void addListOptions(CLI::App& command, ListOptions& options) {
+void addListOptions(CLI::App& command, RecipientListOptions& options) {
   auto* list = command.add_option("--list", options.listFile, "File of recipients, an address a line")
                    ->type_name("FILE")
                    ->check(isGiven);
@@ -103,7 +103,7 @@ std::string faultOf(std::string_view address) {
   return "";
 }
 
-RecipientList::RecipientList(const ListOptions& options)
+RecipientList::RecipientList(const RecipientListOptions& options)
     : path_(options.path()), reader_(path_, "list", dialectOf(options)), isTable_(!options.csvFile.empty()) {
   if (!isTable_) return;
   readTitles();
@@ -136,7 +136,7 @@ std::size_t RecipientList::columnOf(const std::string& title) const {
                 "its columns are: " + all + "; is --separator right?"};
 }
 
-void RecipientList::chooseColumns(const ListOptions& options) {
+void RecipientList::chooseColumns(const RecipientListOptions& options) {
   constexpr std::array<std::string_view, 4> kUsual = {"email", "e-mail", "mail", "address"};
   if (!options.nameColumn.empty()) name_ = columnOf(options.nameColumn);
   if (!options.addressColumn.empty()) {

@@ -13,7 +13,7 @@
 namespace cli {
 
 /// What the command line says.
-struct ListOptions {
+struct RecipientListOptions {
   std::string listFile;  ///< an address a line
   std::string csvFile;   ///< with a row of titles; one of the two is given
   std::string separator;
@@ -22,7 +22,7 @@ struct ListOptions {
   std::string path() const { return csvFile.empty() ? listFile : csvFile; }
 };
 
-void addListOptions(CLI::App& command, ListOptions& options);
+void addListOptions(CLI::App& command, RecipientListOptions& options);
 
 /// A row of the list.
 struct Recipient {
@@ -37,7 +37,7 @@ struct Recipient {
 class RecipientList {
  public:
   /// Throws a Failure when it cannot be read, or its titles make no sense.
-  explicit RecipientList(const ListOptions& options);
+  explicit RecipientList(const RecipientListOptions& options);
 
   /// Those that stand for their values in a letter. None in a plain list; those without a text stand for
   /// none.
@@ -47,7 +47,7 @@ class RecipientList {
 
  private:
   void readTitles();
-  void chooseColumns(const ListOptions& options);
+  void chooseColumns(const RecipientListOptions& options);
   std::size_t columnOf(const std::string& title) const;
   Failure broken(const CsvRow& row, const std::string& why) const;
 
