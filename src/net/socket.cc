@@ -131,8 +131,8 @@ class QuorvelSocketImpl final : public QuorvelSocket {
   void detachHandle() override { handle_ = tcp::kNone; }
 
  private:
-  bool sendWhole(std::string_view data, CLog* log);
-  bool sendNext(TextSource& text, std::size_t most, std::size_t& sent, CLog* log);
+  bool sendWhole(std::string_view data, bool moreFollows, CLog* log);
+  bool sendNext(TextSource& text, std::size_t most, bool moreFollows, std::size_t& sent, CLog* log);
   bool sendPaced(TextSource& text, CLog* log, ProgressMonitor& progress);
   bool waitForData(CLog* log);
   bool peerClosed(CLog* log);
@@ -171,23 +171,24 @@ bool QuorvelSocketImpl::sendText(TextSource& text, CLog* log, ProgressMonitor* p
   }
   if (progress != nullptr) return sendPaced(text, log, *progress);
   std::size_t sent = 0;
-  return sendNext(text, std::numeric_limits<std::size_t>::max(), sent, log);
+  return sendNext(text, std::numeric_limits<std::size_t>::max(), false, sent, log);
 }
 
 /// Sends the next bytes of a text, `most` of them where there are so many; `sent` becomes their number.
-bool QuorvelSocketImpl::sendNext(TextSource& text, std::size_t most, std::size_t& sent, CLog* log) {
+bool QuorvelSocketImpl::sendNext(TextSource& text, std::size_t most, bool moreFollows, std::size_t& sent,
+                                 CLog* log) {
   for (sent = 0; sent < most;) {
     const std::string_view piece = text.next(most - sent);
     if (piece.empty()) break;
-    if (!sendWhole(piece, log)) return false;
+    if (!sendWhole(piece, moreFollows, log)) return false;
     sent += piece.size();
   }
   return true;
 }
 
-bool QuorvelSocketImpl::sendWhole(std::string_view data, CLog* log) {
+bool QuorvelSocketImpl::sendWhole(std::string_view data, bool moreFollows, CLog* log) {
   while (!data.empty()) {
-    const long taken = tcp::send(handle_, data.data(), data.size());
+    const long taken = tcp::send(handle_, data.data(), data.size(), moreFollows);
     const bool timedOut = taken == 0 && readTimeoutSeconds_ > 0;
     if (timedOut) logDataLong(log, "timeout_seconds", readTimeoutSeconds_);
     if (taken < 0 || timedOut) {
@@ -216,7 +217,7 @@ bool QuorvelSocketImpl::sendPaced(TextSource& text, CLog* log, ProgressMonitor& 
   for (;;) {
     const std::uint64_t start = tickMilliseconds();
     std::size_t sent = 0;
-    if (!sendNext(text, chunkSize, sent, log)) return false;
+    if (!sendNext(text, chunkSize, true, sent, log)) return false;
     if (sent == 0) break;
     elapsedMs += tickMilliseconds() - start;
     totalSent += sent;
@@ -228,6 +229,7 @@ bool QuorvelSocketImpl::sendPaced(TextSource& text, CLog* log, ProgressMonitor& 
     }
     chunkSize = nextChunkSize(chunkSize, totalSent, elapsedMs);
   }
+  tcp::sendWhatWaits(handle_);  // small chunks went out in full segments
   if (pending != 0) progress.step(pending / 2);
   return true;
 }

@@ -163,12 +163,22 @@ bool connect(Handle handle, std::string_view host, std::uint16_t port, int timeo
   return true;
 }
 
-long send(Handle handle, const char* data, std::size_t length) {
-  const ssize_t taken = retryInterrupted([&] { return ::send(handle, data, length, MSG_NOSIGNAL); });
+long send(Handle handle, const char* data, std::size_t length, bool moreFollows) {
+#ifdef MSG_MORE
+  const int flags = MSG_NOSIGNAL | (moreFollows ? MSG_MORE : 0);
+#else
+  const int flags = MSG_NOSIGNAL;
+  static_cast<void>(moreFollows);
+#endif
+  const ssize_t taken = retryInterrupted([&] { return ::send(handle, data, length, flags); });
   if (taken >= 0) return taken;
   if (errno == EAGAIN || errno == EWOULDBLOCK) return 0;
   rememberError(errno);
   return -1;
+}
+
+void sendWhatWaits(Handle handle) {
+  sendAtOnce(handle);  // setting it again does
 }
 
 void setSendTimeout(Handle handle, int timeoutSeconds) {

@@ -25,7 +25,11 @@ bool connect(Handle handle, std::string_view host, std::uint16_t port, int timeo
 
 /// Hands bytes to the network; gives how many it took (0 when it took none now), or -1 on an error.
 /// Never raises a signal. Interrupted calls go on.
-long send(Handle handle, const char* data, std::size_t length);
+/// With `moreFollows` the system may let the bytes wait, for a moment at most, to fill a segment with the
+/// next.
+long send(Handle handle, const char* data, std::size_t length, bool moreFollows = false);
+/// Sends what waits for more.
+void sendWhatWaits(Handle handle);
 /// How long `send` waits for a peer that takes nothing before it gives 0; 0 waits as long as it takes.
 void setSendTimeout(Handle handle, int timeoutSeconds);
 
