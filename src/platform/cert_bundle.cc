@@ -135,10 +135,17 @@ class Pkcs12Reader {
   Owned<EVP_PKEY> key;
 
  private:
-  STACK_OF(PKCS12_SAFEBAG) * open(PKCS7* safe) const {
+  // False when this is too much work, with all that was done before it.
+  bool takeOn(long rounds) noexcept {
+    if (isTooMuchWork(rounds) || rounds > roundsLeft_) return false;
+    roundsLeft_ -= rounds;
+    return true;
+  }
+
+  STACK_OF(PKCS12_SAFEBAG) * open(PKCS7* safe) {
     if (PKCS7_type_is_data(safe)) return PKCS12_unpack_p7data(safe);
     if (!PKCS7_type_is_encrypted(safe)) return nullptr;
-    if (isTooMuchWork(roundsOf(safe->d.encrypted->enc_data->algorithm))) return nullptr;
+    if (!takeOn(roundsOf(safe->d.encrypted->enc_data->algorithm))) return nullptr;
     return PKCS12_unpack_p7encdata(safe, password_.text, password_.size);
   }
 
@@ -159,7 +166,7 @@ class Pkcs12Reader {
     const X509_ALGOR* algorithm = nullptr;
     X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &algorithm, nullptr);
     Owned<PKCS8_PRIV_KEY_INFO> opened;
-    if (!isTooMuchWork(roundsOf(algorithm))) {
+    if (takeOn(roundsOf(algorithm))) {
       opened.reset(PKCS12_decrypt_skey_ex(bag, password_.text, password_.size, ossl::context(), nullptr));
     }
     takeKey(opened.get());
@@ -172,6 +179,7 @@ class Pkcs12Reader {
   }
 
   KnownPassword password_;
+  long roundsLeft_ = kMostRounds;  // a file may have any number of parts, each encrypted for itself
   bool isWhole_ = false;
 };
 

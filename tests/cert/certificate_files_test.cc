@@ -46,11 +46,11 @@ std::string pkcs12(const Identity* own, EVP_PKEY* key, const char* password, int
   return bytesOf(file);
 }
 
-/// The same with a number of rounds, the last one in the file, that nobody means.
-std::string withTooManyRounds(std::string file) {
+/// The same with another number of rounds, the last one in the file; by default one that nobody means.
+std::string withTooManyRounds(std::string file, std::string_view rounds = "\x02\x03\x7F\xFF\xFF") {
   const std::size_t at = file.rfind("\x02\x03\x01\x02\x03");
   EXPECT_NE(at, std::string::npos);
-  return file.replace(at, 5, "\x02\x03\x7F\xFF\xFF");
+  return file.replace(at, rounds.size(), rounds);
 }
 
 /// The same with a good code for the password "x".
@@ -157,6 +157,10 @@ TEST_F(CertificateFilesTest, ImportsWhatAFileHolds) {
       {"PKCS #12, a key of too many rounds",
        sealedAgain(withTooManyRounds(pkcs12(&jane(), key, "x", NID_aes_256_cbc, {}, kManyRounds))), "x", true,
        "", "It asks for too much work"},
+      {"PKCS #12, too many rounds in all",
+       sealedAgain(withTooManyRounds(pkcs12(&jane(), key, "x", NID_aes_256_cbc, {}, kManyRounds),
+                                     "\x02\x03\x4C\x4B\x40")),
+       "x", true, "", "It asks for too much work"},
       {"PKCS #12, certificates of too many rounds",
        sealedAgain(withTooManyRounds(
            pkcs12(nullptr, nullptr, "x", NID_pbe_WithSHA1And3_Key_TripleDES_CBC, {&jane()}, kManyRounds))),

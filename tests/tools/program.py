@@ -156,19 +156,14 @@ class _PopSession(socketserver.StreamRequestHandler):
                     return
 
 
-class PopServer(socketserver.ThreadingTCPServer):
-    """A POP3 server with messages of any unique ids and texts, (id, text), that says what a test tells it to: for a
-    command and how often it has come, `replies` gives a reply, no bytes to close, or None for the usual one. Use as a
-    context manager."""
+class Server(socketserver.ThreadingTCPServer):
+    """Listens on the loopback address for as long as it is used as a context manager."""
 
     daemon_threads = True
 
-    def __init__(self, *messages, replies=lambda command, times: None):
-        super().__init__(("127.0.0.1", 0), _PopSession)
+    def __init__(self, session):
+        super().__init__(("127.0.0.1", 0), session)
         self.port = self.server_address[1]
-        self.messages = list(messages)
-        self.replies = replies
-        self.commands = []
 
     def __enter__(self):
         threading.Thread(target=self.serve_forever, args=(0.01,), daemon=True).start()
@@ -177,6 +172,17 @@ class PopServer(socketserver.ThreadingTCPServer):
     def __exit__(self, *fault):
         self.shutdown()
         self.server_close()
+
+
+class PopServer(Server):
+    """A POP3 server with messages of any unique ids and texts, (id, text), that says what a test tells it to: for a
+    command and how often it has come, `replies` gives a reply, no bytes to close, or None for the usual one."""
+
+    def __init__(self, *messages, replies=lambda command, times: None):
+        super().__init__(_PopSession)
+        self.messages = list(messages)
+        self.replies = replies
+        self.commands = []
 
     def left(self):
         return [uidl for uidl, _ in self.messages]

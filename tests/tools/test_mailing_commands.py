@@ -11,7 +11,7 @@ import subprocess
 import threading
 import unittest
 
-from program import TOOL, ProgramTest, content, on_terminal, quorvel
+from program import TOOL, ProgramTest, Server, content, on_terminal, quorvel
 
 LETTER = ("--from", "Me <me@x.org>", "--subject", "For {name}", "--body", "Dear {name} of {city}.")
 PLAIN = ("--from", "me@x.org", "--subject", "s", "--body", "b")
@@ -47,15 +47,13 @@ class SmtpSession(socketserver.StreamRequestHandler):
                 return
 
 
-class SmtpServer(socketserver.ThreadingTCPServer):
+class SmtpServer(Server):
     """An SMTP server that says what a test tells it to: for a command line (TEXT for the end of a message) and how
     often such a verb has come, `replies` gives a reply, None to close, or no bytes for the usual one."""
 
-    daemon_threads = True
-
     def __init__(self, replies=lambda line, times: b""):
-        super().__init__(("127.0.0.1", 0), SmtpSession)
-        self.address = f"127.0.0.1:{self.server_address[1]}"
+        super().__init__(SmtpSession)
+        self.address = f"127.0.0.1:{self.port}"
         self.replies, self.verbs, self.sessions, self.recipients, self.taken = replies, [], 0, [], []
 
     def answer(self, line):
@@ -67,14 +65,6 @@ class SmtpServer(socketserver.ThreadingTCPServer):
 
     def names(self):
         return [recipient.decode().split("@")[0] for recipient, _ in self.taken]
-
-    def __enter__(self):
-        threading.Thread(target=self.serve_forever, args=(0.01,), daemon=True).start()
-        return self
-
-    def __exit__(self, *fault):
-        self.shutdown()
-        self.server_close()
 
 
 class MergeTest(ProgramTest):
